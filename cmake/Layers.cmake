@@ -1,0 +1,30 @@
+# A folder is a layer: a static library whose headers are seen only by those that link it. Each
+# layer's headers are linked into an include root of its own, so that including the header of a
+# layer that a target does not link fails to build.
+#
+#   marrow_layer(NAME FOLDER
+#     SOURCES   files of this folder
+#     HEADERS   files of this folder
+#     LINKS     layers (and libraries) that the headers and the sources may use
+#     PRIVATE   libraries that only the sources use)
+function(marrow_layer name folder)
+  cmake_parse_arguments(PARSE_ARGV 2 layer "" "" "SOURCES;HEADERS;LINKS;PRIVATE")
+  set(root ${PROJECT_BINARY_DIR}/include/${name})
+  foreach(header IN LISTS layer_HEADERS)
+    set(link ${root}/${folder}/${header})
+    cmake_path(GET link PARENT_PATH place)
+    file(MAKE_DIRECTORY ${place})
+    file(CREATE_LINK ${CMAKE_CURRENT_SOURCE_DIR}/${header} ${link} SYMBOLIC)
+  endforeach()
+  add_library(${name} STATIC ${layer_SOURCES})
+  target_include_directories(${name} PUBLIC ${root})
+  target_link_libraries(${name} PUBLIC ${layer_LINKS} PRIVATE ${layer_PRIVATE} marrow_options)
+endfunction()
+
+# A program, put beside the other products at the top of the build folder.
+function(marrow_program name)
+  cmake_parse_arguments(PARSE_ARGV 1 program "" "" "SOURCES;LINKS")
+  add_executable(${name} ${program_SOURCES})
+  target_link_libraries(${name} PRIVATE ${program_LINKS} marrow_options)
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
+endfunction()

@@ -1,0 +1,64 @@
+#include "host/property_list.h"
+
+#include <algorithm>
+#include <charconv>
+
+namespace marrow {
+
+namespace {
+
+bool isNonZero(const PropertyListReal& real) {
+  double number = 0.0;
+  std::from_chars(real.text.data(), real.text.data() + real.text.size(), number);
+  return number != 0.0;
+}
+
+bool readsAsTrue(const std::string& text) {
+  constexpr std::string_view kTrueBeginnings = "YyTt123456789";
+  return !text.empty() && kTrueBeginnings.find(text.front()) != std::string_view::npos;
+}
+
+}  // namespace
+
+const PropertyListValue* PropertyListDictionary::find(std::string_view key) const {
+  const auto found = std::find_if(_entries.begin(), _entries.end(),
+                                  [&](const PropertyListEntry& entry) { return entry.key == key; });
+  return found == _entries.end() ? nullptr : &found->value;
+}
+
+PropertyListValue* PropertyListDictionary::find(std::string_view key) {
+  const auto found = std::find_if(_entries.begin(), _entries.end(),
+                                  [&](const PropertyListEntry& entry) { return entry.key == key; });
+  return found == _entries.end() ? nullptr : &found->value;
+}
+
+void PropertyListDictionary::set(std::string key, PropertyListValue value) {
+  if (PropertyListValue* present = find(key)) {
+    *present = std::move(value);
+  } else {
+    _entries.push_back({std::move(key), std::move(value)});
+  }
+}
+
+bool operator==(const PropertyListDictionary& left, const PropertyListDictionary& right) {
+  return left.entries() == right.entries();
+}
+
+bool PropertyListValue::truthValue() const {
+  if (const auto* truth = as<bool>()) {
+    return *truth;
+  }
+  if (const auto* number = as<std::int64_t>()) {
+    return *number != 0;
+  }
+  if (const auto* number = as<std::uint64_t>()) {
+    return *number != 0;
+  }
+  if (const auto* real = as<PropertyListReal>()) {
+    return isNonZero(*real);
+  }
+  const auto* text = as<std::string>();
+  return text != nullptr && readsAsTrue(*text);
+}
+
+}  // namespace marrow
