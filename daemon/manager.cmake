@@ -1,0 +1,15 @@
+marrow_layer(marrow_manager daemon
+  SOURCES
+    daemon_manager.cpp
+    process_entry.cpp
+    telemetry_handoff.cpp
+  HEADERS
+    daemon_manager.h
+    process_entry.h
+  LINKS
+    marrow_operations
+    marrow_power
+    marrow_storage
+    marrow_engine
+    marrow_log
+    marrow_host)
