@@ -43,7 +43,8 @@ class ConsoleMirror {
   void show(const std::string& text) {
     const int console = consoleDescriptor();
     const std::string line = formatText("%s: %s\n", kLogSubsystem, text);
-    _files.write(console, std::string_view(line).substr(0, utf16Length(line)));
+    const std::string_view bytes = line;
+    _files.write(console, bytes.substr(0, utf16Length(bytes)));
     _files.sync(console);
   }
 

@@ -13,3 +13,5 @@ marrow_layer(marrow_manager daemon
     marrow_engine
     marrow_log
     marrow_host)
+
+marrow_program(marrowd SOURCES main.cpp LINKS marrow_manager marrow_linux)

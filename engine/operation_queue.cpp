@@ -20,7 +20,7 @@ MWOperationQueue::MWOperationQueue(std::shared_ptr<MWOperationQueueDataSource> d
                                    Services services)
     : _services(services), _dataSource(std::move(dataSource)), _delegate(std::move(delegate)) {}
 
-void MWOperationQueue::addOperation(std::shared_ptr<MWOperation> operation) {
+void MWOperationQueue::addOperation(const std::shared_ptr<MWOperation>& operation) {
   operation->setOperationQueueDataSource(_dataSource);
   append(operation);
   const double estimate = operation->estimatedExecutionTime();

@@ -59,7 +59,7 @@ class MWOperationQueue : public std::enable_shared_from_this<MWOperationQueue> {
                    std::weak_ptr<MWOperationQueueDelegate> delegate, Services services);
 
   // Hands the operation (not null) the data source, appends it, and adds its estimate to the total.
-  void addOperation(std::shared_ptr<MWOperation> operation);
+  void addOperation(const std::shared_ptr<MWOperation>& operation);
 
   // Runs everything. True when every operation succeeded, also when there is none. The slot (which
   // may be null) receives what the last operation that ran left as its error, also on success. A

@@ -15,7 +15,9 @@ class FileTrees {
 
   // Exchanges two existing paths in one step: at no moment is either missing. EINVAL, and nothing
   // has moved, where the file system cannot do that. What `from` held is on the medium before it
-  // becomes what `to` holds.
+  // becomes what `to` holds. A folder that was exchanged away is remembered as the old one for as
+  // long as it exists: another swap with it as `from` leaves both where they are and succeeds, so
+  // that a run that was cut before the old tree was removed does not install it again.
   virtual int swap(const std::string& from, const std::string& to) = 0;
 
   // Removes a file or a whole tree. Links are removed, never followed; another file system mounted

@@ -20,6 +20,9 @@ bool readsAsTrue(const std::string& text) {
 
 }  // namespace
 
+PropertyListDictionary::PropertyListDictionary(std::vector<PropertyListEntry> entries)
+    : _entries(std::move(entries)) {}
+
 const PropertyListValue* PropertyListDictionary::find(std::string_view key) const {
   const auto found = std::find_if(_entries.begin(), _entries.end(),
                                   [&](const PropertyListEntry& entry) { return entry.key == key; });

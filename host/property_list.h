@@ -33,6 +33,11 @@ struct PropertyListEntry;
 // Keys are unique.
 class PropertyListDictionary {
  public:
+  PropertyListDictionary() = default;
+
+  // The caller sees to it that no key is there twice.
+  explicit PropertyListDictionary(std::vector<PropertyListEntry> entries);
+
   const std::vector<PropertyListEntry>& entries() const { return _entries; }
   bool empty() const { return _entries.empty(); }
 

@@ -57,8 +57,10 @@ std::string describe(const std::shared_ptr<Object>& object) {
 template <typename Object>
 std::string describe(const std::vector<Object>& objects) {
   std::string text = "(";
+  const char* separator = "";
   for (const Object& object : objects) {
-    text += (text.size() > 1 ? ", " : "") + describe(object);
+    text += separator + describe(object);
+    separator = ", ";
   }
   return text + ")";
 }

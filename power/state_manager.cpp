@@ -2,56 +2,43 @@
 
 #include "daemon/log_channels.h"
 
-#include <utility>
+#include <cstdint>
 
 namespace marrow {
 
-namespace {
+MWStateManager::MWStateManager(std::shared_ptr<MWStorageController> storageController,
+                               PowerAssertions& powerAssertions)
+    : _powerAssertions(powerAssertions) {
+  setStorageController(std::move(storageController));
+  _enablePowerAssertions();
+}
 
-// One assertion: what is asked of the machine, and what the log says before and when it fails.
-struct AssertionRequest {
-  const char* type;
-  const char* name;
-  const char* logMessage;
-  const char* errorMessage;
-};
+void MWStateManager::_enablePowerAssertions() {
+  setSoftwareUpdateAssertion(_createAssertionWithType("SoftwareUpdateTask", "marrowd",
+                                                      "Taking Software Update power assertion",
+                                                      "Software update power assertion failed"));
+  setSystemSleepAssertion(_createAssertionWithType("PreventUserIdleSystemSleep", "marrowd",
+                                                   "Disabling system idle sleep.",
+                                                   "System sleep prevention failed"));
+  // Named unlike the other two, so that it can be told from them wherever assertions are listed.
+  setDisplaySleepAssertion(_createAssertionWithType("PreventUserIdleDisplaySleep", "Kilnworks",
+                                                    "Disabling user idle display sleep.",
+                                                    "Display sleep prevention failed"));
+}
 
-constexpr AssertionRequest kSoftwareUpdate = {"SoftwareUpdateTask", "marrowd",
-                                              "Taking Software Update power assertion",
-                                              "Software update power assertion failed"};
-constexpr AssertionRequest kSystemSleep = {"PreventUserIdleSystemSleep", "marrowd",
-                                           "Disabling system idle sleep.",
-                                           "System sleep prevention failed"};
-// A name of its own, so that it can be told from the other two wherever assertions are listed.
-constexpr AssertionRequest kDisplaySleep = {"PreventUserIdleDisplaySleep", "Kilnworks",
-                                            "Disabling user idle display sleep.",
-                                            "Display sleep prevention failed"};
-
-PowerAssertionID createAssertion(PowerAssertions& powerAssertions,
-                                 const AssertionRequest& request) {
-  log(generalLogChannel(), LogLevel::standard, "%s", request.logMessage);
+// 0 when the machine refuses it.
+PowerAssertionID MWStateManager::_createAssertionWithType(const char* type, const char* name,
+                                                          const char* logMessage,
+                                                          const char* errorMessage) {
+  log(generalLogChannel(), LogLevel::standard, "%s", logMessage);
   PowerAssertionID assertion = 0;
   const std::uint32_t status =
-      powerAssertions.create(request.type, kPowerAssertionLevelOn, request.name, assertion);
+      _powerAssertions.create(type, kPowerAssertionLevelOn, name, assertion);
   if (status != 0) {
-    log(generalLogChannel(), LogLevel::error, "%s: %u", request.errorMessage, status);
+    log(generalLogChannel(), LogLevel::error, "%s: %u", errorMessage, status);
     return 0;
   }
   return assertion;
-}
-
-}  // namespace
-
-MWStateManager::MWStateManager(std::shared_ptr<MWStorageController> storageController,
-                               PowerAssertions& powerAssertions) {
-  setStorageController(std::move(storageController));
-  _enablePowerAssertions(powerAssertions);
-}
-
-void MWStateManager::_enablePowerAssertions(PowerAssertions& powerAssertions) {
-  setSoftwareUpdateAssertion(createAssertion(powerAssertions, kSoftwareUpdate));
-  setSystemSleepAssertion(createAssertion(powerAssertions, kSystemSleep));
-  setDisplaySleepAssertion(createAssertion(powerAssertions, kDisplaySleep));
 }
 
 }  // namespace marrow

@@ -20,7 +20,7 @@ namespace marrow {
 class MWStateManager : public MWOperationQueueDataSource {
  public:
   // Takes the three assertions. One that the machine refuses is logged, reads 0, and is done
-  // without. None is ever released: they end with the process. `powerAssertions` is not kept.
+  // without. None is ever released: they end with the process. The service outlives the manager.
   MWStateManager(std::shared_ptr<MWStorageController> storageController,
                  PowerAssertions& powerAssertions);
 
@@ -52,8 +52,11 @@ class MWStateManager : public MWOperationQueueDataSource {
   }
 
  private:
-  void _enablePowerAssertions(PowerAssertions& powerAssertions);
+  void _enablePowerAssertions();
+  PowerAssertionID _createAssertionWithType(const char* type, const char* name,
+                                            const char* logMessage, const char* errorMessage);
 
+  PowerAssertions& _powerAssertions;
   PowerAssertionID _softwareUpdateAssertion = 0;
   PowerAssertionID _systemSleepAssertion = 0;
   PowerAssertionID _displaySleepAssertion = 0;

@@ -1,8 +1,8 @@
 #include "daemon/log_channels.h"
+#include "host/paths.h"
 #include "storage/storage_controller.h"
 
 #include <cerrno>
-#include <string_view>
 #include <utility>
 
 namespace marrow {
@@ -21,20 +21,14 @@ RegistryEntry volumeOfGroup(DeviceRegistry& registry, const std::string& uuid) {
 
 // The container's media above the entry, or, where there is none, the topmost entry.
 RegistryEntry mediaAbove(DeviceRegistry& registry, RegistryEntry entry) {
-  while (RegistryEntry parent{registry, registry.parent(entry.handle(), kServicePlane)}) {
-    entry = std::move(parent);
-    if (registry.conformsTo(entry.handle(), kMediaClass)) {
+  do {
+    RegistryEntry parent(registry, registry.parent(entry.handle(), kServicePlane));
+    if (!parent) {
       break;
     }
-  }
+    entry = std::move(parent);
+  } while (!registry.conformsTo(entry.handle(), kMediaClass));
   return entry;
-}
-
-std::string appendPathComponent(std::string path, std::string_view component) {
-  if (!path.ends_with('/')) {
-    path += '/';
-  }
-  return path.append(component);
 }
 
 }  // namespace
