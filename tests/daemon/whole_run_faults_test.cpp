@@ -79,7 +79,6 @@ TEST_F(WholeRunFaultsTest, ACutAtAnyCallLosesNothingAndTheNextRunFinishes) {
     InMemoryHost machine;
     machine.faults.cutPowerAtCall(number);
     runDaemonOn(machine);
-    machine.faults.restorePower();
     expectNothingLost(machine);
     machine.restart();
     runDaemonOn(machine);

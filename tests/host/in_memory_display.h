@@ -1,0 +1,43 @@
+// The progress display and the graphics server: what they were told to show.
+#pragma once
+
+#include "host/graphics_server.h"
+#include "host/progress_display.h"
+#include "tests/host/calls.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace marrow {
+
+class InMemoryDisplay : public ProgressDisplay, public GraphicsServer {
+ public:
+  explicit InMemoryDisplay(Calls& calls) : _calls(calls) {}
+
+  std::unique_ptr<KQUnifiedProgressClient> createClient(const std::string& phaseName) override;
+  void enableDisplayUpdates() override;
+
+  struct Step {
+    float percentage = 0.0F;
+    bool animated = false;
+    bool operator==(const Step&) const = default;
+  };
+
+  // The phase names of the clients that were created.
+  const std::vector<std::string>& phaseNames() const { return _phaseNames; }
+  bool isShown() const { return _shown; }
+  bool updatesEnabled() const { return _updatesEnabled; }
+  const std::vector<Step>& steps() const { return _steps; }
+
+ private:
+  friend class InMemoryProgressClient;
+
+  Calls& _calls;
+  std::vector<std::string> _phaseNames;
+  std::vector<Step> _steps;
+  bool _shown = false;
+  bool _updatesEnabled = false;
+};
+
+}  // namespace marrow

@@ -1,0 +1,16 @@
+#include "tests/host/in_memory_power.h"
+
+namespace marrow {
+
+std::uint32_t InMemoryPower::create(const std::string& type, std::uint32_t level,
+                                    const std::string& name, PowerAssertionID& assertion) {
+  const std::string arguments = type + " " + std::to_string(level) + " " + name;
+  if (const auto failure = _calls.made("PowerAssertions.create", arguments)) {
+    return static_cast<std::uint32_t>(failure->status());
+  }
+  assertion = ++_last;
+  _held.push_back({assertion, type, level, name});
+  return 0;
+}
+
+}  // namespace marrow
