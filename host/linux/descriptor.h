@@ -1,6 +1,7 @@
 // A file descriptor that closes itself.
 #pragma once
 
+#include <cerrno>
 #include <unistd.h>
 #include <utility>
 
@@ -25,10 +26,12 @@ class Descriptor {
   // Hands the descriptor over to the caller.
   int release() { return std::exchange(_number, -1); }
 
-  // Closes it now, errors ignored.
+  // Closes it now, errors ignored, and leaves errno as it was.
   void reset() {
     if (_number >= 0) {
+      const int number = errno;
       ::close(std::exchange(_number, -1));
+      errno = number;
     }
   }
 

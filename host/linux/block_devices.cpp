@@ -1,0 +1,149 @@
+#include "host/linux/block_devices.h"
+
+#include "host/linux/small_file.h"
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <tuple>
+#include <utility>
+
+namespace marrow {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// The decimal number that the text begins with; 0 when there is none.
+template <typename Number>
+Number number(std::string_view text) {
+  Number value = 0;
+  std::from_chars(text.data(), text.data() + text.size(), value);
+  return value;
+}
+
+template <typename Number>
+Number numberIn(const std::string& path) {
+  return number<Number>(readSmallFile(path).value_or(std::string()));
+}
+
+// From "MAJOR:MINOR".
+std::optional<dev_t> deviceNumber(const std::string& path) {
+  const auto text = readSmallFile(path);
+  const auto colon = text ? text->find(':') : std::string::npos;
+  if (colon == std::string::npos) {
+    return std::nullopt;
+  }
+  return makedev(number<unsigned>(*text),
+                 number<unsigned>(std::string_view(*text).substr(colon + 1)));
+}
+
+auto place(const BlockDevice& device) {
+  return std::tie(device.removable, device.sequence, device.disk, device.partition);
+}
+
+bool isName(std::string_view name) {
+  return !name.empty() && name != "." && name != ".." && name.find('/') == std::string_view::npos;
+}
+
+}  // namespace
+
+std::string nodeName(std::string kernelName) {
+  std::replace(kernelName.begin(), kernelName.end(), '!', '/');
+  return kernelName;
+}
+
+BlockDevices::BlockDevices(std::string sysfs, std::string dev)
+    : _sysfs(std::move(sysfs)), _dev(std::move(dev)) {}
+
+std::vector<BlockDevice> BlockDevices::all() const { return listed(_sysfs + "/class/block"); }
+
+std::vector<BlockDevice> BlockDevices::disks() const {
+  auto devices = all();
+  std::erase_if(devices, [](const BlockDevice& device) { return !device.isDisk(); });
+  return devices;
+}
+
+std::vector<BlockDevice> BlockDevices::partitionsOf(std::string_view disk) const {
+  const auto path = directory(disk);
+  auto devices = path ? listed(*path) : std::vector<BlockDevice>();
+  std::erase_if(devices, [](const BlockDevice& device) { return device.isDisk(); });
+  return devices;
+}
+
+// The devices among the names in this directory.
+std::vector<BlockDevice> BlockDevices::listed(const std::string& path) const {
+  std::vector<BlockDevice> devices;
+  std::error_code ended;
+  for (fs::directory_iterator entry(path, ended), end; !ended && entry != end;
+       entry.increment(ended)) {
+    const auto name = entry->path().filename().native();
+    if (auto device = entry->is_directory(ended) ? find(name) : std::nullopt) {
+      devices.push_back(std::move(*device));
+    }
+  }
+  std::sort(devices.begin(), devices.end(), [](const BlockDevice& left, const BlockDevice& right) {
+    return place(left) < place(right);
+  });
+  return devices;
+}
+
+std::optional<BlockDevice> BlockDevices::find(std::string_view name) const {
+  const auto path = directory(name);
+  const auto number = path ? deviceNumber(*path + "/dev") : std::nullopt;
+  if (!number) {
+    return std::nullopt;
+  }
+  const auto partition = numberIn<unsigned>(*path + "/partition");
+  const fs::path disk = partition == 0 ? fs::path(*path) : fs::path(*path).parent_path();
+  BlockDevice device;
+  device.name = name;
+  device.disk = disk.filename().native();
+  device.number = *number;
+  device.partition = partition;
+  device.sequence = numberIn<std::uint64_t>(disk.native() + "/diskseq");
+  device.removable = numberIn<unsigned>(disk.native() + "/removable") != 0;
+  device.sectors = numberIn<std::uint64_t>(*path + "/size");
+  return device;
+}
+
+std::optional<BlockDevice> BlockDevices::findNumber(dev_t number) const {
+  const std::string link =
+      _sysfs + "/dev/block/" + std::to_string(major(number)) + ":" + std::to_string(minor(number));
+  std::error_code missing;
+  const fs::path target = fs::read_symlink(link, missing);
+  return missing ? std::nullopt : find(target.filename().native());
+}
+
+std::optional<BlockDevice> BlockDevices::current(const BlockDevice& device) const {
+  auto found = find(device.name);
+  return found && found->isSame(device) ? found : std::nullopt;
+}
+
+std::optional<BlockDevice> BlockDevices::findNamed(const std::string& nameOrNode) const {
+  if (!nameOrNode.starts_with('/')) {
+    return find(nameOrNode);
+  }
+  struct stat status {};
+  if (::stat(nameOrNode.c_str(), &status) != 0 || !S_ISBLK(status.st_mode)) {
+    return std::nullopt;
+  }
+  return findNumber(status.st_rdev);
+}
+
+std::string BlockDevices::node(const BlockDevice& device) const {
+  return _dev + "/" + nodeName(device.name);
+}
+
+std::optional<std::string> BlockDevices::directory(std::string_view name) const {
+  if (!isName(name)) {
+    return std::nullopt;
+  }
+  std::error_code missing;
+  const fs::path path = fs::canonical(fs::path(_sysfs) / "class/block" / name, missing);
+  return missing ? std::nullopt : std::optional(path.native());
+}
+
+}  // namespace marrow

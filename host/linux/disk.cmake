@@ -1,0 +1,63 @@
+# The disks: registry, partition library, arbitration, device names.
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(blkid REQUIRED IMPORTED_TARGET blkid)
+pkg_check_modules(mount REQUIRED IMPORTED_TARGET mount)
+
+set(MARROW_LINUX_DISK_SOURCES
+  blkid_probe.cpp
+  block_devices.cpp
+  claims.cpp
+  device_events.cpp
+  device_stack.cpp
+  device_tree.cpp
+  file_system_probe.cpp
+  kernel_events.cpp
+  linux_da_session.cpp
+  linux_device_names.cpp
+  linux_device_registry.cpp
+  linux_disk_arbitration.cpp
+  linux_disks.cpp
+  linux_loam_container.cpp
+  linux_loam_volume.cpp
+  linux_partition_library.cpp
+  loam_containers.cpp
+  loop_status.cpp
+  mount_holders.cpp
+  mount_table.cpp
+  partition_table.cpp
+  process_end.cpp
+  registry_handles.cpp
+  temporary_mounts.cpp
+  udev_queue.cpp
+  volume_unmounter.cpp)
+
+set(MARROW_LINUX_DISK_HEADERS
+  blkid_probe.h
+  block_devices.h
+  claims.h
+  device_events.h
+  device_stack.h
+  device_tree.h
+  disk_error.h
+  file_system_probe.h
+  kernel_events.h
+  linux_da_session.h
+  linux_device_names.h
+  linux_device_registry.h
+  linux_disk_arbitration.h
+  linux_disks.h
+  linux_loam_container.h
+  linux_loam_volume.h
+  linux_partition_library.h
+  loam_containers.h
+  loop_status.h
+  mount_holders.h
+  mount_table.h
+  partition_table.h
+  process_end.h
+  registry_handles.h
+  temporary_mounts.h
+  udev_queue.h
+  volume_unmounter.h)
+
+set(MARROW_LINUX_DISK_PRIVATE PkgConfig::blkid PkgConfig::mount)

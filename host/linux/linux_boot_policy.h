@@ -1,0 +1,38 @@
+// The boot policy's nonces in the firmware's variables. Statuses are errno values.
+#pragma once
+
+#include "host/boot_policy.h"
+#include "host/linux/efi_variable_store.h"
+#include "host/linux/sha384.h"
+
+#include <string>
+
+namespace marrow {
+
+class LinuxBootPolicy final : public BootPolicy {
+ public:
+  explicit LinuxBootPolicy(EFIVariableStore& store, std::string cryptoLibrary = kCryptoLibrary);
+
+  // The digest of the proposed nonce; where that is gone, of the nonce in force, so that a run that
+  // was cut after the commit is taken up again. ENOENT when there is neither; ELIBACC when the
+  // machine cannot compute a digest.
+  std::int32_t proposedNonceDigest(NonceDigest& digest) override;
+
+  // The paths are not used: both nonces are firmware variables. EINVAL for any mode but
+  // BOOTPOLICY_NONCE_COMMIT_ONLY; ENOENT when there is neither a proposal nor a nonce in force.
+  std::int32_t updateLocalPolicyNonceEnd(const std::string& policyVolumePath,
+                                         const std::string& manifestPath, const void* third,
+                                         std::uint32_t mode) override;
+
+  std::string statusText(std::int32_t status) override;
+  std::string defaultPolicyVolumePath() override { return "/run/marrow/policy"; }
+  std::string defaultSFRManifestPath() override { return "/usr/standalone/firmware/sfr.manifest"; }
+
+ private:
+  int commit(const std::string& proposal);
+
+  EFIVariableStore& _store;
+  std::string _cryptoLibrary;
+};
+
+}  // namespace marrow

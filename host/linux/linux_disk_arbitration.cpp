@@ -1,0 +1,11 @@
+#include "host/linux/linux_disk_arbitration.h"
+
+#include "host/linux/linux_da_session.h"
+
+namespace marrow {
+
+std::unique_ptr<DASession> LinuxDiskArbitration::createSession() {
+  return std::make_unique<LinuxDASession>(_services, _procfs);
+}
+
+}  // namespace marrow

@@ -1,0 +1,54 @@
+#include "host/linux/linux_disks.h"
+
+#include "host/linux/linux_device_names.h"
+#include "host/linux/linux_disk_arbitration.h"
+#include "host/linux/linux_partition_library.h"
+
+namespace marrow {
+
+// In the order in which each is built on those before it.
+struct LinuxDisks::Parts {
+  Parts(LogHandle& log, const LinuxDiskRoots& roots)
+      : devices(roots.sysfs, roots.dev),
+        deviceTree(roots.deviceTree, roots.efivars),
+        udevQueue(roots.run),
+        mountTable(roots.procfs),
+        holders(roots.procfs, devices),
+        processEnd(roots.procfs, log),
+        claims(devices, log),
+        registry({devices, containers, deviceTree, udevQueue, log}),
+        temporaryMounts({devices, mountTable, claims}, roots.run),
+        arbitration({devices, stack, mountTable, registry, claims, log}, roots.procfs) {}
+
+  BlockDevices devices;
+  DeviceStack stack{devices};
+  LoamContainers containers{devices, stack};
+  DeviceTree deviceTree;
+  UdevQueue udevQueue;
+  MountTable mountTable;
+  MountHolders holders;
+  ProcessEnd processEnd;
+  Claims claims;
+  LinuxDeviceRegistry registry;
+  TemporaryMounts temporaryMounts;
+  VolumeUnmounter unmounter{
+      {devices, stack, mountTable, temporaryMounts, holders, processEnd, claims}};
+  LinuxStaticMedia media{{devices, containers, registry, mountTable, temporaryMounts, unmounter}};
+  LinuxDiskArbitration arbitration;
+  LinuxDeviceNames deviceNames{devices};
+};
+
+LinuxDisks::LinuxDisks(LogHandle& log, const LinuxDiskRoots& roots)
+    : _parts(std::make_unique<Parts>(log, roots)) {}
+
+LinuxDisks::~LinuxDisks() = default;
+
+DeviceRegistry& LinuxDisks::deviceRegistry() { return _parts->registry; }
+
+DVStaticMedia& LinuxDisks::media() { return _parts->media; }
+
+DiskArbitration& LinuxDisks::diskArbitration() { return _parts->arbitration; }
+
+DeviceNames& LinuxDisks::deviceNames() { return _parts->deviceNames; }
+
+}  // namespace marrow

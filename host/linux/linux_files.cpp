@@ -1,0 +1,94 @@
+#include "host/linux/linux_files.h"
+
+#include "host/linux/retry.h"
+
+#include <array>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace marrow {
+
+namespace {
+
+int systemFlags(OpenFlags flags) {
+  constexpr std::array<std::pair<OpenFlags, int>, 6> kFlags = {{
+      {OpenFlags::writeOnly, O_WRONLY},
+      {OpenFlags::append, O_APPEND},
+      {OpenFlags::noControllingTerminal, O_NOCTTY},
+      {OpenFlags::nonBlocking, O_NONBLOCK},
+      {OpenFlags::create, O_CREAT},
+      {OpenFlags::truncate, O_TRUNC},
+  }};
+  int combined = O_RDONLY | O_CLOEXEC;
+  for (const auto& [flag, number] : kFlags) {
+    combined |= contains(flags, flag) ? number : 0;
+  }
+  return combined;
+}
+
+FileStatus fileStatus(const struct stat& status) {
+  return {status.st_size, S_ISBLK(status.st_mode) || S_ISCHR(status.st_mode) ? status.st_rdev : 0};
+}
+
+}  // namespace
+
+int LinuxFiles::open(const std::string& path, OpenFlags flags) {
+  constexpr mode_t kMode = 0644;
+  return retryInterrupted([&] { return ::open(path.c_str(), systemFlags(flags), kMode); });
+}
+
+int LinuxFiles::close(int descriptor) { return ::close(descriptor); }
+
+std::int64_t LinuxFiles::read(int descriptor, std::span<std::byte> buffer) {
+  return retryInterrupted([&] { return ::read(descriptor, buffer.data(), buffer.size()); });
+}
+
+std::int64_t LinuxFiles::write(int descriptor, std::string_view bytes) {
+  return retryInterrupted([&] { return ::write(descriptor, bytes.data(), bytes.size()); });
+}
+
+int LinuxFiles::sync(int descriptor) {
+  return retryInterrupted([&] { return ::fsync(descriptor); });
+}
+
+int LinuxFiles::fullSync(int descriptor) {
+  if (retryInterrupted([&] { return ::syncfs(descriptor); }) != 0) {
+    return -1;
+  }
+  return sync(descriptor);
+}
+
+int LinuxFiles::statusOf(int descriptor, FileStatus& status) {
+  struct stat found {};
+  const int result = retryInterrupted([&] { return ::fstat(descriptor, &found); });
+  if (result == 0) {
+    status = fileStatus(found);
+  }
+  return result;
+}
+
+int LinuxFiles::statusAt(const std::string& path, FileStatus& status) {
+  struct stat found {};
+  const int result = retryInterrupted([&] { return ::stat(path.c_str(), &found); });
+  if (result == 0) {
+    status = fileStatus(found);
+  }
+  return result;
+}
+
+int LinuxFiles::exists(const std::string& path) {
+  return retryInterrupted(
+      [&] { return ::faccessat(AT_FDCWD, path.c_str(), F_OK, AT_SYMLINK_NOFOLLOW); });
+}
+
+int LinuxFiles::makeFIFO(const std::string& path, std::uint32_t mode) {
+  return retryInterrupted([&] { return ::mkfifo(path.c_str(), mode); });
+}
+
+int LinuxFiles::unlink(const std::string& path) {
+  return retryInterrupted([&] { return ::unlink(path.c_str()); });
+}
+
+}  // namespace marrow

@@ -1,0 +1,88 @@
+#include "host/linux/linux_launched_task.h"
+
+#include "host/linux/retry.h"
+#include "host/linux/text_cut.h"
+#include "host/text_format.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <string_view>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utility>
+
+namespace marrow {
+
+namespace {
+
+constexpr std::size_t kReadAtOnce = std::size_t{64} << 10U;
+
+// Output as it comes, up to a limit.
+class CappedText {
+ public:
+  explicit CappedText(std::size_t limit) : _limit(limit) {}
+
+  // One byte beyond the limit is kept, to tell whether it cuts a character in two.
+  void append(std::string_view output) {
+    _text += output.substr(0, _limit + 1 - _text.size());
+    _total += output.size();
+  }
+
+  std::string take() {
+    if (_total > _limit) {
+      _text.resize(cutText(_text, _limit).size());
+      _text += formatText("\n[%lu more bytes of output were dropped]", _total - _text.size());
+    }
+    return std::move(_text);
+  }
+
+ private:
+  const std::size_t _limit;
+  std::string _text;
+  std::uint64_t _total = 0;  // bytes
+};
+
+ErrorRef readError(int number) {
+  return makePOSIXError(number, {{kLocalizedDescriptionKey,
+                                  "Cannot read the program's output: " + errorNumberText(number)}});
+}
+
+}  // namespace
+
+LinuxLaunchedTask::LinuxLaunchedTask(pid_t process, Descriptor output, std::size_t outputLimit)
+    : _process(process), _output(std::move(output)), _outputLimit(outputLimit) {}
+
+// Collects the child if it happens to have ended.
+LinuxLaunchedTask::~LinuxLaunchedTask() {
+  if (!_ended) {
+    ::waitpid(_process, nullptr, WNOHANG);
+  }
+}
+
+std::optional<std::string> LinuxLaunchedTask::readOutputToEnd(ErrorSlot error) {
+  CappedText text(_outputLimit);
+  std::string buffer(kReadAtOnce, '\0');
+  for (;;) {
+    const ssize_t count =
+        retryInterrupted([&] { return ::read(_output.number(), buffer.data(), buffer.size()); });
+    if (count == 0) {
+      return text.take();
+    }
+    if (count < 0) {
+      storeError(error, readError(errno));
+      return std::nullopt;
+    }
+    text.append(std::string_view(buffer).substr(0, static_cast<std::size_t>(count)));
+  }
+}
+
+void LinuxLaunchedTask::waitUntilExit() {
+  int status = 0;
+  if (!_ended && retryInterrupted([&] { return ::waitpid(_process, &status, 0); }) == _process) {
+    _ended = true;
+    _status = WIFSIGNALED(status) ? WTERMSIG(status) : WEXITSTATUS(status);
+  }
+}
+
+}  // namespace marrow

@@ -1,0 +1,49 @@
+#include "host/linux/partition_table.h"
+
+#include "host/linux/blkid_probe.h"
+
+#include <cerrno>
+#include <string_view>
+
+namespace marrow {
+
+namespace {
+
+std::string text(const char* value) { return value == nullptr ? std::string() : value; }
+
+blkid_partlist partitionList(blkid_probe probe) {
+  blkid_probe_enable_superblocks(probe, 0);
+  blkid_probe_enable_partitions(probe, 1);
+  blkid_probe_set_partitions_flags(probe, BLKID_PARTS_ENTRY_DETAILS);
+  return blkid_probe_get_partitions(probe);
+}
+
+// A list comes back even for a disk both of whose tables are damaged: the table itself is the test.
+bool isGPT(blkid_partlist list) {
+  const blkid_parttable table = blkid_partlist_get_table(list);
+  return table != nullptr && std::string_view(blkid_parttable_get_type(table)) == "gpt";
+}
+
+PartitionEntry entry(blkid_partition partition) {
+  return {static_cast<unsigned>(blkid_partition_get_partno(partition)),
+          text(blkid_partition_get_type_string(partition)),
+          text(blkid_partition_get_name(partition))};
+}
+
+}  // namespace
+
+std::optional<std::vector<PartitionEntry>> readPartitionTable(const std::string& node) {
+  const BlkidProbe probe(node);
+  const blkid_partlist list = probe ? partitionList(probe.get()) : nullptr;
+  if (list == nullptr || !isGPT(list)) {
+    errno = probe ? ENODATA : errno;
+    return std::nullopt;
+  }
+  std::vector<PartitionEntry> entries;
+  for (int index = 0; index < blkid_partlist_numof_partitions(list); ++index) {
+    entries.push_back(entry(blkid_partlist_get_partition(list, index)));
+  }
+  return entries;
+}
+
+}  // namespace marrow

@@ -1,0 +1,149 @@
+#include "host/linux/temporary_mounts.h"
+
+#include "host/linux/disk_error.h"
+#include "host/linux/file_system_probe.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace marrow {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kPlace[] = "/marrow/mnt";
+constexpr mode_t kPublicDirectory = 0755;
+constexpr mode_t kPrivateDirectory = 0700;
+
+unsigned long mountFlags(bool readOnly) {
+  return MS_NOSUID | MS_NODEV | (readOnly ? static_cast<unsigned long>(MS_RDONLY) : 0UL);
+}
+
+bool ensureDirectory(const std::string& path, mode_t mode) {
+  return ::mkdir(path.c_str(), mode) == 0 || errno == EEXIST;
+}
+
+bool isNodeOf(const std::string& node, dev_t number) {
+  struct stat status {};
+  return ::stat(node.c_str(), &status) == 0 && S_ISBLK(status.st_mode) && status.st_rdev == number;
+}
+
+}  // namespace
+
+TemporaryMounts::TemporaryMounts(const Services& services, const std::string& run)
+    : _services(services), _run(run) {}
+
+std::optional<std::string> TemporaryMounts::mount(const BlockDevice& device, bool readOnly,
+                                                  ErrorSlot error) const {
+  if (!_services.devices.current(device)) {
+    storeError(error, diskError(ENODEV, "Cannot mount " + _services.devices.node(device)));
+    return std::nullopt;
+  }
+  const auto source = mountToBind(device);
+  const auto target = makeDirectory(device, error);
+  if (!target) {
+    return std::nullopt;
+  }
+  auto failure = source ? bind(*source, *target, readOnly) : mountNode(device, *target, readOnly);
+  if (failure) {
+    removeDirectory(*target);
+    storeError(error, std::move(failure));
+    return std::nullopt;
+  }
+  return target;
+}
+
+bool TemporaryMounts::isOwn(const MountEntry& mount, const BlockDevice& device) const {
+  return mount.target.starts_with(place() + "/" + device.name + "-");
+}
+
+bool TemporaryMounts::isWhole(const MountEntry& mount, const BlockDevice& device) const {
+  return (mount.root == "/" || isOwn(mount, device)) && MountTable::isVisible(mount);
+}
+
+void TemporaryMounts::removeDirectory(const std::string& target) const {
+  if (target.starts_with(place() + "/")) {
+    ::rmdir(target.c_str());
+  }
+}
+
+std::optional<std::string> TemporaryMounts::makeDirectory(const BlockDevice& device,
+                                                          ErrorSlot error) const {
+  const bool ready = ensureDirectory(_run, kPublicDirectory) &&
+                     ensureDirectory(_run + "/marrow", kPublicDirectory) &&
+                     ensureDirectory(_run + kPlace, kPrivateDirectory);
+  std::string target = place() + "/" + device.name + "-XXXXXX";
+  if (!ready || ::mkdtemp(target.data()) == nullptr) {
+    storeError(error,
+               diskError(errno, "Cannot make a mount point for " + _services.devices.node(device) +
+                                    " in " + _run + kPlace));
+    return std::nullopt;
+  }
+  return target;
+}
+
+// A visible mount of the whole file system, one that can be written before others.
+std::optional<MountEntry> TemporaryMounts::mountToBind(const BlockDevice& device) const {
+  std::optional<MountEntry> found;
+  for (auto& mount : _services.mountTable.ofDevice(device.number)) {
+    const bool better = !found || (found->readOnly && !mount.readOnly);
+    if (better && isWhole(mount, device)) {
+      found = std::move(mount);
+    }
+  }
+  return found;
+}
+
+// A bind mount takes its own flags only when it is mounted anew (mount(2), MS_REMOUNT | MS_BIND).
+ErrorRef TemporaryMounts::bind(const MountEntry& source, const std::string& target,
+                               bool readOnly) const {
+  const std::string what = "Cannot bind " + source.target + " to " + target;
+  if (source.fileSystemReadOnly && !readOnly) {
+    return diskError(EROFS, what + " for writing");
+  }
+  if (::mount(source.target.c_str(), target.c_str(), nullptr, MS_BIND, nullptr) != 0) {
+    return diskError(errno, what);
+  }
+  const unsigned long flags = MS_REMOUNT | MS_BIND | mountFlags(readOnly);
+  if (::mount(nullptr, target.c_str(), nullptr, flags, nullptr) != 0) {
+    auto failure = diskError(errno, what);
+    ::umount2(target.c_str(), UMOUNT_NOFOLLOW);
+    return failure;
+  }
+  return nullptr;
+}
+
+ErrorRef TemporaryMounts::mountNode(const BlockDevice& device, const std::string& target,
+                                    bool readOnly) const {
+  const auto node = _services.devices.node(device);
+  ErrorRef failure;
+  const auto type = probeFileSystem(node, &failure);
+  if (!type) {
+    return failure;
+  }
+  if (!isNodeOf(node, device.number)) {
+    return diskError(ENODEV, "Cannot mount " + node);
+  }
+  // Nothing else happens between the claim and the mount.
+  auto loan = _services.claims.lend(device);
+  if (::mount(node.c_str(), target.c_str(), type->c_str(), mountFlags(readOnly), nullptr) != 0) {
+    return diskError(errno, "Cannot mount " + node + " (" + *type + ") at " + target);
+  }
+  loan.keep();
+  return nullptr;
+}
+
+// As the mount table names it: without links.
+std::string TemporaryMounts::place() const {
+  std::error_code missing;
+  const auto path = fs::canonical(_run + kPlace, missing);
+  return missing ? _run + kPlace : path.native();
+}
+
+}  // namespace marrow

@@ -1,0 +1,221 @@
+#include "host/linux/tree_removal.h"
+
+#include "host/linux/directory_entry.h"
+#include "host/linux/retry.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <dirent.h>
+#include <fcntl.h>
+#include <memory>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+namespace marrow {
+
+namespace {
+
+// So many of the innermost directories stay open; those above are reopened on the way back.
+constexpr std::size_t kOpenLevels = 14;
+
+struct CloseStream {
+  void operator()(DIR* stream) const { ::closedir(stream); }
+};
+using Stream = std::unique_ptr<DIR, CloseStream>;
+
+// Which directory it is, and of which mount (statx(2), STATX_MNT_ID; where the kernel does not tell
+// the mount, the device number tells file systems apart).
+struct Identity {
+  std::uint64_t mount = 0;
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+
+  bool operator==(const Identity&) const = default;
+  bool isMountedAs(const Identity& other) const {
+    return mount == other.mount && (mount != 0 || device == other.device);
+  }
+};
+
+struct Level {
+  std::string name;  // in the level above
+  Identity identity;
+  Stream stream;                     // closed while the walk is far below
+  std::vector<std::string> folders;  // still to be removed
+};
+
+bool identify(int directory, Identity& identity) {
+  struct statx status {};
+  if (::statx(directory, "", AT_EMPTY_PATH, STATX_INO | STATX_MNT_ID, &status) != 0) {
+    return false;
+  }
+  identity.mount = (status.stx_mask & STATX_MNT_ID) != 0 ? status.stx_mnt_id : 0;
+  identity.device = (std::uint64_t{status.stx_dev_major} << 32U) | status.stx_dev_minor;
+  identity.inode = status.stx_ino;
+  return true;
+}
+
+Stream openStream(int folder, const char* name) {
+  Descriptor opened(retryInterrupted(
+      [&] { return ::openat(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); }));
+  Stream stream(opened ? ::fdopendir(opened.number()) : nullptr);
+  if (stream) {
+    opened.release();
+  }
+  return stream;
+}
+
+// Some file systems do not tell in the listing what an entry is (readdir(3)).
+bool isDirectory(int folder, const dirent& entry) {
+  struct stat status {};
+  return entry.d_type == DT_DIR ||
+         (entry.d_type == DT_UNKNOWN &&
+          ::fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+          S_ISDIR(status.st_mode));
+}
+
+class Removal {
+ public:
+  explicit Removal(int parent) : _parent(parent) {}
+
+  // 0, or the errno of the first thing that stayed.
+  int run(const std::string& name);
+
+ private:
+  void enter(int folder, std::string name);
+  void empty(Level& level);
+  void leave();
+  bool reopen(Level& level, const Level& below);
+  void remove(int folder, const std::string& name, int flags);
+  void fail(int number);
+
+  const int _parent;
+  std::vector<Level> _levels;
+  int _error = 0;
+};
+
+int Removal::run(const std::string& name) {
+  enter(_parent, name);
+  while (!_levels.empty()) {
+    Level& level = _levels.back();
+    if (level.folders.empty()) {
+      leave();
+    } else {
+      std::string next = std::move(level.folders.back());
+      level.folders.pop_back();
+      enter(::dirfd(level.stream.get()), std::move(next));
+    }
+  }
+  return _error;
+}
+
+void Removal::enter(int folder, std::string name) {
+  Level level;
+  level.stream = openStream(folder, name.c_str());
+  if (!level.stream || !identify(::dirfd(level.stream.get()), level.identity)) {
+    fail(errno);
+    return;
+  }
+  if (!_levels.empty() && !level.identity.isMountedAs(_levels.back().identity)) {
+    fail(EBUSY);
+    return;
+  }
+  level.name = std::move(name);
+  empty(level);
+  _levels.push_back(std::move(level));
+  if (_levels.size() > kOpenLevels) {
+    _levels[_levels.size() - kOpenLevels - 1].stream.reset();
+  }
+}
+
+// Removes everything but folders. All names are read first: what a listing shows of a directory
+// that changes meanwhile is left open by readdir(3).
+void Removal::empty(Level& level) {
+  const int folder = ::dirfd(level.stream.get());
+  std::vector<std::string> files;
+  errno = 0;
+  while (const dirent* entry = ::readdir(level.stream.get())) {  // NOLINT(concurrency-mt-unsafe)
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") {
+      (isDirectory(folder, *entry) ? level.folders : files).emplace_back(name);
+    }
+    errno = 0;
+  }
+  if (errno != 0) {
+    fail(errno);
+  }
+  for (const std::string& file : files) {
+    remove(folder, file, 0);
+  }
+}
+
+void Removal::leave() {
+  const Level emptied = std::move(_levels.back());
+  _levels.pop_back();
+  if (_levels.empty()) {
+    remove(_parent, emptied.name, AT_REMOVEDIR);
+  } else if (reopen(_levels.back(), emptied)) {
+    remove(::dirfd(_levels.back().stream.get()), emptied.name, AT_REMOVEDIR);
+  } else {
+    fail(errno);
+    _levels.clear();
+  }
+}
+
+// Back up, unless the tree was moved meanwhile: what is above now is then no business of ours.
+bool Removal::reopen(Level& level, const Level& below) {
+  if (level.stream) {
+    return true;
+  }
+  Identity identity;
+  level.stream = openStream(::dirfd(below.stream.get()), "..");
+  if (!level.stream || !identify(::dirfd(level.stream.get()), identity)) {
+    return false;
+  }
+  errno = ESTALE;
+  return identity == level.identity;
+}
+
+void Removal::remove(int folder, const std::string& name, int flags) {
+  if (::unlinkat(folder, name.c_str(), flags) != 0) {
+    fail(errno);
+  }
+}
+
+// What somebody else has removed meanwhile is as gone as it should be.
+void Removal::fail(int number) {
+  if (_error == 0 && number != ENOENT) {
+    _error = number;
+  }
+}
+
+int failWith(int number) {
+  errno = number;
+  return -1;
+}
+
+}  // namespace
+
+int removeTree(const std::string& path) {
+  const DirectoryEntry entry = openDirectoryOf(path);
+  const int folder = entry.folder.number();
+  struct stat status {};
+  if (!entry.folder || ::fstatat(folder, entry.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    return -1;
+  }
+  if (entry.name == "/") {
+    return failWith(EBUSY);
+  }
+  if (entry.name == "." || entry.name == "..") {
+    return failWith(EINVAL);
+  }
+  if (!S_ISDIR(status.st_mode)) {
+    return ::unlinkat(folder, entry.name.c_str(), 0);
+  }
+  const int error = Removal(folder).run(entry.name);
+  return error == 0 ? 0 : failWith(error);
+}
+
+}  // namespace marrow

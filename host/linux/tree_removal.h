@@ -1,0 +1,12 @@
+// Removes trees without following links or entering what is mounted inside.
+#pragma once
+
+#include <string>
+
+namespace marrow {
+
+// Removes what the path names, a link itself; see LinuxFileTrees::removeRecursively. 0, or -1 with
+// errno set. Holds at most 16 descriptors, however deep the tree.
+int removeTree(const std::string& path);
+
+}  // namespace marrow
