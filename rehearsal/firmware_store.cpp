@@ -1,0 +1,63 @@
+#include "rehearsal/firmware_store.h"
+
+#include "rehearsal/files.h"
+
+namespace marrow::rehearsal {
+namespace {
+
+constexpr const char* kVendor = "-9274182a-2c1f-4ede-a8dc-3f77fe34eb9b";
+constexpr const char* kLoaderVendor = "-4a67b082-0a4c-41cf-b6c7-440b29bb8c4f";
+
+// EFI_VARIABLE_NON_VOLATILE, _BOOTSERVICE_ACCESS and _RUNTIME_ACCESS, little-endian.
+constexpr std::string_view kAttributes("\7\0\0\0", 4);
+
+void writeVariable(const std::filesystem::path& file, std::string_view bytes) {
+  writeFile(file, std::string(kAttributes) + std::string(bytes));
+}
+
+std::optional<std::string> readVariable(const std::filesystem::path& file) {
+  std::optional<std::string> content = readFile(file);
+  if (content) {
+    content->erase(0, kAttributes.size());
+  }
+  return content;
+}
+
+}  // namespace
+
+FirmwareStore::FirmwareStore(std::filesystem::path folder) : _folder(std::move(folder)) {
+  std::filesystem::create_directories(_folder);
+}
+
+void FirmwareStore::set(const std::string& name, std::string_view bytes) const {
+  writeVariable(_folder / (name + kVendor), bytes);
+}
+
+std::optional<std::string> FirmwareStore::get(const std::string& name) const {
+  return readVariable(_folder / (name + kVendor));
+}
+
+void FirmwareStore::setLoader(const std::string& name, const std::string& text) const {
+  std::string wide;
+  for (const char character : text + '\0') {
+    wide += {character, '\0'};
+  }
+  writeVariable(_folder / (name + kLoaderVendor), wide);
+}
+
+std::optional<std::string> FirmwareStore::loader(const std::string& name) const {
+  const std::optional<std::string> wide = readVariable(_folder / (name + kLoaderVendor));
+  if (!wide) {
+    return std::nullopt;
+  }
+  std::string text;
+  for (std::size_t i = 0; i + 1 < wide->size(); i += 2) {
+    text += (*wide)[i + 1] == '\0' ? (*wide)[i] : '?';
+  }
+  if (!text.empty() && text.back() == '\0') {
+    text.pop_back();
+  }
+  return text;
+}
+
+}  // namespace marrow::rehearsal
