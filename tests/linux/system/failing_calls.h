@@ -1,0 +1,22 @@
+// System calls of this test program that fail when a test says so: the program's own definitions
+// stand in front of the C library's and hand on what is not to fail.
+#pragma once
+
+namespace marrow {
+
+// The errno value that each call fails with; 0 hands it on. One thread sets and calls.
+struct FailingCalls {
+  int fsync = 0;
+  int fsyncFrom = 1;  // counted from 1: the first call that fails
+  int syncfs = 0;
+  int renameExchange = 0;
+
+  // How often each was called.
+  int fsyncs = 0;
+  int syncfses = 0;
+  int exchanges = 0;
+};
+
+extern FailingCalls failingCalls;
+
+}  // namespace marrow
