@@ -11,7 +11,7 @@
 namespace marrow {
 
 std::shared_ptr<MWDaemonManager> MWDaemonManager::init(const Services& services) {
-  const std::shared_ptr<MWDaemonManager> manager(new MWDaemonManager(services));
+  std::shared_ptr<MWDaemonManager> manager(new MWDaemonManager(services));
   manager->build();
   return manager;
 }

@@ -69,9 +69,8 @@ class PropertyListValue {
                    PropertyListData, PropertyListDate, PropertyListArray, PropertyListDictionary>;
 
   // From a value of one of these very types.
-  template <typename Type>
-  requires IsAlternative<Type, Storage>::value PropertyListValue(
-      Type value)  // NOLINT(google-explicit-constructor)
+  template <typename Type, typename = std::enable_if_t<IsAlternative<Type, Storage>::value>>
+  PropertyListValue(Type value)  // NOLINT(google-explicit-constructor)
       : _storage(std::move(value)) {}
 
   // Null when the value is of another type.

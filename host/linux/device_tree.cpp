@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <span>
 #include <utility>
 
 namespace marrow {
@@ -24,12 +25,10 @@ bool isPlain(std::string_view path) {
   return path.starts_with('/') && fs::path(path).lexically_normal() == fs::path(path);
 }
 
-PropertyListData data(std::string_view bytes) {
-  PropertyListData value(bytes.size());
-  for (std::size_t at = 0; at < bytes.size(); ++at) {
-    value[at] = static_cast<std::byte>(bytes[at]);
-  }
-  return value;
+PropertyListData data(std::string_view text) {
+  const std::span<const char> characters = text;
+  const auto bytes = std::as_bytes(characters);
+  return {bytes.begin(), bytes.end()};
 }
 
 std::optional<PropertyListData> dataIn(const std::string& path, std::size_t skipped) {

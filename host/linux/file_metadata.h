@@ -12,8 +12,8 @@ namespace marrow {
 // False with errno set.
 bool copyFileMetadata(int from, int to, LogHandle& log);
 
-// Gives `to` the times of last access and modification in `status` (futimens(3)), to the nanosecond.
-// False with errno set.
+// Gives `to` the times of last access and modification in `status` (futimens(3)), to the
+// nanosecond. False with errno set.
 bool setFileTimes(const struct stat& status, int to);
 
 }  // namespace marrow

@@ -43,8 +43,8 @@ bool copyContents(int from, StagedFile& to) {
   }
 }
 
-// Readable by nobody else until it has the permissions of the source. Reading the source changes its
-// time of access: the times are those from before.
+// Readable by nobody else until it has the permissions of the source. Reading the source changes
+// its time of access: the times are those from before.
 bool copyBeside(int from, StagedFile& to, LogHandle& log) {
   constexpr unsigned kOwnerOnly = 0600;
   struct stat before {};

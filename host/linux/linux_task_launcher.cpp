@@ -120,6 +120,10 @@ ErrorRef launchError(const std::string& path, int number) {
 
 }  // namespace
 
+LinuxTaskLauncher::LinuxTaskLauncher() : LinuxTaskLauncher(Settings()) {}
+
+LinuxTaskLauncher::LinuxTaskLauncher(Settings settings) : _settings(std::move(settings)) {}
+
 // What posix_spawn(3) cannot give back to the child is given back right after: it inherits that it
 // is never killed for memory, and niceness.
 std::unique_ptr<LaunchedTask> LinuxTaskLauncher::launch(const std::string& path,

@@ -19,8 +19,8 @@ class LinuxTaskLauncher final : public TaskLauncher {
     std::size_t outputLimit = std::size_t{64} << 20U;
   };
 
-  LinuxTaskLauncher() = default;
-  explicit LinuxTaskLauncher(Settings settings) : _settings(std::move(settings)) {}
+  LinuxTaskLauncher();
+  explicit LinuxTaskLauncher(Settings settings);
 
   std::unique_ptr<LaunchedTask> launch(const std::string& path,
                                        const std::vector<std::string>& arguments,

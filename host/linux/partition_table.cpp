@@ -20,7 +20,7 @@ blkid_partlist partitionList(blkid_probe probe) {
 
 // A list comes back even for a disk both of whose tables are damaged: the table itself is the test.
 bool isGPT(blkid_partlist list) {
-  const blkid_parttable table = blkid_partlist_get_table(list);
+  blkid_struct_parttable* const table = blkid_partlist_get_table(list);
   return table != nullptr && std::string_view(blkid_parttable_get_type(table)) == "gpt";
 }
 
@@ -34,13 +34,15 @@ PartitionEntry entry(blkid_partition partition) {
 
 std::optional<std::vector<PartitionEntry>> readPartitionTable(const std::string& node) {
   const BlkidProbe probe(node);
-  const blkid_partlist list = probe ? partitionList(probe.get()) : nullptr;
+  blkid_struct_partlist* const list = probe ? partitionList(probe.get()) : nullptr;
   if (list == nullptr || !isGPT(list)) {
     errno = probe ? ENODATA : errno;
     return std::nullopt;
   }
+  const int count = blkid_partlist_numof_partitions(list);
   std::vector<PartitionEntry> entries;
-  for (int index = 0; index < blkid_partlist_numof_partitions(list); ++index) {
+  entries.reserve(static_cast<std::size_t>(count));
+  for (int index = 0; index < count; ++index) {
     entries.push_back(entry(blkid_partlist_get_partition(list, index)));
   }
   return entries;

@@ -36,8 +36,8 @@ bool isNodeOf(const std::string& node, dev_t number) {
 
 }  // namespace
 
-TemporaryMounts::TemporaryMounts(const Services& services, const std::string& run)
-    : _services(services), _run(run) {}
+TemporaryMounts::TemporaryMounts(const Services& services, std::string run)
+    : _services(services), _run(std::move(run)) {}
 
 std::optional<std::string> TemporaryMounts::mount(const BlockDevice& device, bool readOnly,
                                                   ErrorSlot error) const {
@@ -46,7 +46,7 @@ std::optional<std::string> TemporaryMounts::mount(const BlockDevice& device, boo
     return std::nullopt;
   }
   const auto source = mountToBind(device);
-  const auto target = makeDirectory(device, error);
+  auto target = makeDirectory(device, error);
   if (!target) {
     return std::nullopt;
   }

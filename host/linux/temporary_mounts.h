@@ -21,7 +21,7 @@ class TemporaryMounts {
     Claims& claims;
   };
 
-  TemporaryMounts(const Services& services, const std::string& run);
+  TemporaryMounts(const Services& services, std::string run);
 
   // A file system that is mounted already is bound from there, otherwise the device is mounted with
   // the type that it is found to have. Absent with an error record, and nothing left behind.

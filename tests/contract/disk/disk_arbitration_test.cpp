@@ -25,8 +25,10 @@ class DiskArbitrationContract : public DiskContract {
     const auto entry = asked.copyMediaEntry();
     const auto media = world->media().mediaForRegistryEntry(entry.handle());
     const auto volume = media ? media->asVolume() : nullptr;
+    // Disks of others come and go meanwhile.
+    const auto asking = volume ? volume->container() : nullptr;
     const auto refused = container(disk);
-    if (volume && refused && volume->container()->isEqual(*refused)) {
+    if (asking && refused && asking->isEqual(*refused)) {
       return DADissent{kDAReturnNotPermitted, "in use"};
     }
     return std::nullopt;

@@ -91,25 +91,30 @@ std::vector<Mount> mounts() {
   return found;
 }
 
-bool isAttached(const std::string& name) {
-  return fs::exists("/sys/class/block/" + name + "/loop/backing_file");
+// By the same name, another test may have attached another file since.
+bool isBackedBy(const std::string& name, const std::string& backing) {
+  std::string path;
+  std::ifstream file("/sys/class/block/" + name + "/loop/backing_file");
+  return static_cast<bool>(std::getline(file, path)) && path == backing;
 }
 
-// -1 when it cannot be attached. Somebody else may take the free device first: then EBUSY.
-int tryAttach(const std::string& backing) {
-  const int control = ::open("/dev/loop-control", O_RDWR | O_CLOEXEC);
-  const int number = ::ioctl(control, LOOP_CTL_GET_FREE);
-  ::close(control);
-  const int file = ::open(backing.c_str(), O_RDWR | O_CLOEXEC);
-  const int loop = ::open(("/dev/loop" + std::to_string(number)).c_str(), O_RDWR | O_CLOEXEC);
+// Somebody else may take the free device first: then EBUSY.
+LoopAttachment tryAttach(const std::string& backing) {
+  const Descriptor control(::open("/dev/loop-control", O_RDWR | O_CLOEXEC));
+  const int number = ::ioctl(control.number(), LOOP_CTL_GET_FREE);
+  const std::string name = "loop" + std::to_string(number);
+  const Descriptor file(::open(backing.c_str(), O_RDWR | O_CLOEXEC));
+  Descriptor loop(::open(("/dev/" + name).c_str(), O_RDWR | O_CLOEXEC));
   loop_config config{};
-  config.fd = static_cast<__u32>(file);
-  const int result = ::ioctl(loop, LOOP_CONFIGURE, &config);
-  const int error = errno;
-  ::close(loop);
-  ::close(file);
-  errno = error;
-  return result == 0 ? number : -1;
+  config.fd = static_cast<__u32>(file.number());
+  // Where the test program ends before its time, the device and its partitions go with it.
+  config.info.lo_flags = LO_FLAGS_AUTOCLEAR | LO_FLAGS_PARTSCAN;
+  if (::ioctl(loop.number(), LOOP_CONFIGURE, &config) != 0) {
+    const int error = errno;
+    loop.reset();
+    errno = error;
+  }
+  return {name, std::move(loop)};
 }
 
 }  // namespace
@@ -134,25 +139,22 @@ bool runProgram(const std::vector<std::string>& words, const std::string& input)
   return status == 0;
 }
 
-LoopDevice::LoopDevice(const std::string& backing) {
-  int number = tryAttach(backing);
-  for (int attempt = 0; number < 0 && errno == EBUSY && attempt < 100; ++attempt) {
-    number = tryAttach(backing);
+LoopDevice::LoopDevice(const std::string& backing)
+    : _backing(backing), _attachment(tryAttach(backing)) {
+  for (int attempt = 0; !_attachment.open && errno == EBUSY && attempt < 100; ++attempt) {
+    _attachment = tryAttach(backing);
   }
-  EXPECT_GE(number, 0) << failure("no loop device for " + backing + " (needs root)");
-  _name = "loop" + std::to_string(number);
+  EXPECT_TRUE(_attachment.open) << failure("no loop device for " + backing + " (needs root)");
 }
 
 LoopDevice::~LoopDevice() {
-  const int loop = ::open(node().c_str(), O_RDONLY | O_CLOEXEC);
-  EXPECT_EQ(::ioctl(loop, LOOP_CLR_FD), 0) << failure(node());
-  ::close(loop);
+  _attachment.open.reset();
   // The last one to close it detaches it; nobody may be left.
   const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-  while (isAttached(_name) && std::chrono::steady_clock::now() < limit) {
+  while (isBackedBy(name(), _backing) && std::chrono::steady_clock::now() < limit) {
     std::this_thread::yield();
   }
-  EXPECT_FALSE(isAttached(_name)) << node() << " leaks: something still has it open";
+  EXPECT_FALSE(isBackedBy(name(), _backing)) << node() << " leaks: something still has it open";
 }
 
 LoopDisk::LoopDisk(const std::vector<LoopPartition>& partitions)
@@ -164,8 +166,6 @@ LoopDisk::LoopDisk(const std::vector<LoopPartition>& partitions, void (*damage)(
     runProgram({"sfdisk", "-q", "--no-tell-kernel", _image}, tableScript(partitions));
   }
   _loop = new LoopDevice(_image);
-  // Of somebody who had the loop device before and did not clean up.
-  removePartitions();
   if (partitions.empty()) {
     return;
   }
@@ -183,7 +183,7 @@ LoopDisk::~LoopDisk() {
   fs::remove(_image);
 }
 
-void LoopDisk::addPartitions() const { runProgram({"partx", "-a", node()}); }
+void LoopDisk::addPartitions() const { runProgram({"partx", "-u", node()}); }
 
 void LoopDisk::removePartitions() const {
   for (const auto& entry : fs::directory_iterator("/sys/class/block/" + name() + "/")) {

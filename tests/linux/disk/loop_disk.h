@@ -3,6 +3,8 @@
 // where one is missing the test fails and says so.
 #pragma once
 
+#include "host/linux/descriptor.h"
+
 #include <string>
 #include <vector>
 
@@ -28,6 +30,11 @@ unsigned mebibytesFor(const std::string& fileSystem);
 // Runs the program found in the path; its output is shown when it fails, which fails the test.
 bool runProgram(const std::vector<std::string>& words, const std::string& input = {});
 
+struct LoopAttachment {
+  std::string name;
+  Descriptor open;  // keeps it attached
+};
+
 // A loop device over a file or a block device. Detached at the end; the test fails when it stays.
 class LoopDevice {
  public:
@@ -36,11 +43,12 @@ class LoopDevice {
   LoopDevice(const LoopDevice&) = delete;
   LoopDevice& operator=(const LoopDevice&) = delete;
 
-  const std::string& name() const { return _name; }  // "loop8"
-  std::string node() const { return "/dev/" + _name; }
+  const std::string& name() const { return _attachment.name; }  // "loop8"
+  std::string node() const { return "/dev/" + name(); }
 
  private:
-  std::string _name;
+  std::string _backing;
+  LoopAttachment _attachment;
 };
 
 class LoopDisk {

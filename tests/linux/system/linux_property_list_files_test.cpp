@@ -158,7 +158,11 @@ TEST_F(LinuxPropertyListFilesTest, ShowsAWatcherTheOldOrTheNewFileWhole) {
       ErrorRef error;
       const auto seen = LinuxPropertyListFiles(log).readDictionary(path, &error);
       ASSERT_TRUE(seen) << error->description();
-      ASSERT_EQ(seen->find("key")->as<std::string>()->size(), large.size());
+      const PropertyListValue* value = seen->find("key");
+      ASSERT_NE(value, nullptr);
+      const auto* text = value->as<std::string>();
+      ASSERT_NE(text, nullptr);
+      ASSERT_EQ(*text, std::string(large.size(), text->front()));
     }
   });
   for (int round = 0; round < 50; ++round) {
