@@ -37,7 +37,7 @@ bool copyContents(int from, StagedFile& to) {
     if (count <= 0) {
       return count == 0;
     }
-    if (!to.write(std::string_view(buffer).substr(0, static_cast<std::size_t>(count)))) {
+    if (!to.write(std::string_view{buffer}.substr(0, static_cast<std::size_t>(count)))) {
       return false;
     }
   }

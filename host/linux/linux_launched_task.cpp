@@ -73,7 +73,7 @@ std::optional<std::string> LinuxLaunchedTask::readOutputToEnd(ErrorSlot error) {
       storeError(error, readError(errno));
       return std::nullopt;
     }
-    text.append(std::string_view(buffer).substr(0, static_cast<std::size_t>(count)));
+    text.append(std::string_view{buffer}.substr(0, static_cast<std::size_t>(count)));
   }
 }
 

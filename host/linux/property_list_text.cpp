@@ -152,7 +152,7 @@ std::optional<PropertyListData> dataFromBase64(std::string_view text) {
   data.reserve(packed.size() / kGroup * 3);
   for (std::size_t at = 0; at < packed.size(); at += kGroup) {
     const bool last = at + kGroup == packed.size();
-    if (!decodeGroup(std::string_view(packed).substr(at, kGroup), last ? padding : 0, data)) {
+    if (!decodeGroup(std::string_view{packed}.substr(at, kGroup), last ? padding : 0, data)) {
       return std::nullopt;
     }
   }
