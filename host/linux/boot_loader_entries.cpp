@@ -57,6 +57,12 @@ bool isCounted(std::string_view entry, std::string_view identifier, std::string_
              entry.substr(identifier.size(), entry.size() - identifier.size() - suffix.size()));
 }
 
+// Empty when the entry does not end in it.
+std::string_view withoutSuffix(std::string_view entry, std::string_view suffix) {
+  return entry.ends_with(suffix) ? entry.substr(0, entry.size() - suffix.size())
+                                 : std::string_view();
+}
+
 // Whether the loader takes this choice for that entry: a choice is a shell pattern.
 bool names(const std::string& choice, const std::string& entry) {
   return !choice.empty() && !entry.empty() &&
@@ -120,6 +126,17 @@ std::string entryPattern(const std::vector<std::u16string>& entries, std::string
   return {};
 }
 
+std::string patternOfEntry(const std::string& entry) {
+  for (const std::string_view suffix : kSuffixes) {
+    const std::string_view stem = withoutSuffix(entry, suffix);
+    const std::size_t plus = stem.rfind('+');
+    if (plus != std::string_view::npos && plus > 0 && isBootCounter(stem.substr(plus))) {
+      return std::string(stem.substr(0, plus)).append("*").append(suffix);
+    }
+  }
+  return entry;
+}
+
 int BootLoaderEntries::choose(const std::string& identifier, bool oneTime) {
   std::string pattern;
   const int status = resolve(identifier, pattern);
@@ -137,6 +154,17 @@ int BootLoaderEntries::resolve(const std::string& identifier, std::string& patte
   }
   pattern = entryPattern(decodeLoaderEntries(*published), identifier);
   return pattern.empty() ? ENOENT : 0;
+}
+
+int BootLoaderEntries::repeatThisBoot() {
+  const auto selected = _store.read(loaderVariable(kSelected));
+  if (!selected) {
+    return errno;
+  }
+  const std::string entry = lowerCaseASCII(decodeLoaderString(*selected));
+  return entry.empty()
+             ? EINVAL
+             : _store.write(loaderVariable(kOneShot), encodeLoaderString(patternOfEntry(entry)));
 }
 
 int BootLoaderEntries::forgetOneShotOfThisBoot() {

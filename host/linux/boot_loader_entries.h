@@ -21,6 +21,11 @@ class BootLoaderEntries {
   // old choice stands.
   int choose(const std::string& identifier, bool oneTime);
 
+  // Makes the entry that this boot was started with the one that is started the next time. 0, or an
+  // errno value: ENOENT when the loader has not told which entry that was, EINVAL when it is none
+  // of a base system (not ASCII).
+  int repeatThisBoot();
+
   // Deletes the choice for the next time when it means the entry that this boot was started with,
   // which would otherwise be started for ever. 0, also when there is nothing to delete, or an errno
   // value.
@@ -39,6 +44,10 @@ std::vector<std::u16string> decodeLoaderEntries(std::string_view bytes);
 // A single string of the boot loader's: UTF-16LE up to its terminator.
 std::u16string decodeLoaderString(std::string_view bytes);
 std::string encodeLoaderString(std::string_view ascii);
+
+// What to store so that the loader finds this very entry (in lower case) again: the entry itself,
+// or, when it carries a boot counter, a pattern for it.
+std::string patternOfEntry(const std::string& entry);
 
 // What to store so that the loader finds the entry with this identifier among those that it has
 // published: the entry's own name, or, when that carries a boot counter (which changes), a pattern
