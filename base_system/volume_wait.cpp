@@ -11,9 +11,10 @@ namespace marrow {
 
 namespace {
 
+// A volume without a group has an empty one here, which is none to wait for.
 bool hasSystemVolume(const LoamContainerRecord& container, const std::string& group) {
   return std::any_of(container.volumes.begin(), container.volumes.end(), [&](const auto& volume) {
-    return volume.role == LoamVolumeRole::system && volume.group == group;
+    return volume.role == LoamVolumeRole::system && !group.empty() && volume.group == group;
   });
 }
 
