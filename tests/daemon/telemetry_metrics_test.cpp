@@ -28,7 +28,7 @@ namespace marrow {
 namespace {
 
 constexpr char kMetrics[] = "/private/tmp/metrics";
-constexpr char kVariable[] = "OTA-migrator-metrics";
+constexpr char kMetricsVariable[] = "OTA-migrator-metrics";
 
 class TelemetryMetricsTest : public ManagerTest {
  protected:
@@ -39,7 +39,7 @@ class TelemetryMetricsTest : public ManagerTest {
     manager->_writeLoamMigratorMetricsToNVRAMForPath(kMetrics, std::nullopt);
   }
 
-  std::optional<std::string> variable() const { return machine.firmware.value(kVariable); }
+  std::optional<std::string> variable() const { return machine.firmware.value(kMetricsVariable); }
 
   // Everything stayed as it was, and this was the one thing logged.
   void expectFailure(const std::string& text) {
@@ -101,7 +101,7 @@ TEST_F(TelemetryMetricsTest, SuccessIsLoggedCommittedAndRemovesTheFile) {
   EXPECT_TRUE(machine.log.has(LogLevel::standard, "", "Metrics from /private/tmp/metrics: abc\n"));
   EXPECT_TRUE(machine.log.has(LogLevel::standard, "",
                               "Loam Metrics: Have been successfully written to NVRAM."));
-  EXPECT_EQ(machine.firmware.committedValue(kVariable), "abc");
+  EXPECT_EQ(machine.firmware.committedValue(kMetricsVariable), "abc");
   EXPECT_FALSE(machine.fileSystem.exists(kMetrics));
   EXPECT_TRUE(machine.files.openPaths().empty());
 }
