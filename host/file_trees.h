@@ -17,7 +17,8 @@ class FileTrees {
   // has moved, where the file system cannot do that. What `from` held is on the medium before it
   // becomes what `to` holds. A folder that was exchanged away is remembered as the old one for as
   // long as it exists: another swap with it as `from` leaves both where they are and succeeds, so
-  // that a run that was cut before the old tree was removed does not install it again.
+  // that a run that was cut before the old tree was removed does not install it again. A copy of it
+  // is another folder, and not remembered. ENOENT where either is missing.
   virtual int swap(const std::string& from, const std::string& to) = 0;
 
   // Removes a file or a whole tree. Links are removed, never followed; another file system mounted

@@ -1,7 +1,9 @@
 #include "tests/host/in_memory_file_trees.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <iterator>
+#include <string>
 #include <utility>
 
 namespace marrow {
@@ -62,8 +64,18 @@ int renamePlaces(const FilePlace& from, const FilePlace& to) {
   return 0;
 }
 
-// On a tree that was exchanged away and is not removed yet.
+// On a tree that was exchanged away and is not removed yet. It names the very folder, so that a
+// copy that takes the attribute along is not marked.
 constexpr char kSuperseded[] = "trusted.marrow.superseded";
+
+std::string identityOf(const FileNodeRef& folder) {
+  return std::to_string(reinterpret_cast<std::uintptr_t>(folder.get()));
+}
+
+bool isMarkedSuperseded(const FileNodeRef& node) {
+  const auto mark = node->attributes.find(kSuperseded);
+  return mark != node->attributes.end() && mark->second == identityOf(node);
+}
 
 int swapPlaces(const FilePlace& from, const FilePlace& to) {
   if (const int error = checkPair(from, to); error != 0) {
@@ -72,11 +84,11 @@ int swapPlaces(const FilePlace& from, const FilePlace& to) {
   if (from.node != to.node && (isWithin(from.node, to.node) || isWithin(to.node, from.node))) {
     return EINVAL;
   }
-  if (from.node->attributes.contains(kSuperseded)) {
+  if (isMarkedSuperseded(from.node)) {
     return 0;
   }
   if (isFolder(to)) {
-    to.node->attributes[kSuperseded] = "yes";
+    to.node->attributes[kSuperseded] = identityOf(to.node);
   }
   std::swap(from.folder->children[from.name], to.folder->children[to.name]);
   return 0;

@@ -6,6 +6,8 @@ namespace marrow {
 
 namespace {
 
+constexpr char kSupersededMark[] = "trusted.marrow.superseded";
+
 using FileTreesContract = SystemContract;
 INSTANTIATE_TEST_SUITE_P(Worlds, FileTreesContract, bothWorlds(), nameOfWorld);
 
@@ -89,6 +91,34 @@ TEST_P(FileTreesContract, DoesNotSwapBackATreeThatWasSwappedAwayAndIsNotRemovedY
   EXPECT_EQ(world->fileTrees().swap(world->at("staged"), world->at("live")), 0);
   EXPECT_EQ(world->fileTrees().swap(world->at("staged"), world->at("live")), 0);
   EXPECT_EQ(get(world->at("live/file")), "new");
+  EXPECT_EQ(get(world->at("staged/file")), "old");
+}
+
+// A copy may take every attribute of the old tree along.
+TEST_P(FileTreesContract, SwapsInACopyOfATreeThatWasSwappedAway) {
+  world->makeFolder(world->at("staged"));
+  world->makeFolder(world->at("live"));
+  put(world->at("live/file"), "old");
+  ASSERT_EQ(world->fileTrees().swap(world->at("staged"), world->at("live")), 0);
+  const auto mark = world->attribute(world->at("staged"), kSupersededMark);
+  ASSERT_TRUE(mark);
+  world->makeFolder(world->at("copy"));
+  put(world->at("copy/file"), "old");
+  world->setAttribute(world->at("copy"), kSupersededMark, *mark);
+  EXPECT_EQ(world->fileTrees().swap(world->at("copy"), world->at("live")), 0);
+  EXPECT_EQ(get(world->at("live/file")), "old");
+  EXPECT_EQ(world->names(world->at("copy")).size(), 0U);
+}
+
+TEST_P(FileTreesContract, FailsToSwapATreeThatWasSwappedAwayWithWhatIsMissing) {
+  world->makeFolder(world->at("staged"));
+  world->makeFolder(world->at("live"));
+  put(world->at("live/file"), "old");
+  ASSERT_EQ(world->fileTrees().swap(world->at("staged"), world->at("live")), 0);
+  ASSERT_EQ(world->fileTrees().removeRecursively(world->at("live")), 0);
+  errno = 0;
+  EXPECT_EQ(world->fileTrees().swap(world->at("staged"), world->at("live")), -1);
+  EXPECT_EQ(errno, ENOENT);
   EXPECT_EQ(get(world->at("staged/file")), "old");
 }
 
