@@ -9,7 +9,7 @@ namespace {
 // By what is written, which may be beyond what a double holds. Infinity and nan have letters.
 bool isNonZero(const PropertyListReal& real) {
   const std::string_view mantissa =
-      std::string_view(real.text).substr(0, real.text.find_first_of("eE"));
+      std::string_view{real.text}.substr(0, real.text.find_first_of("eE"));
   return mantissa.find_first_not_of("+-.0") != std::string_view::npos;
 }
 
