@@ -27,7 +27,7 @@ class FileTrees {
 
   // Copies a file to `to`, replacing what is there, with its permissions, ownership, times, access
   // list and extended attributes, and removes the source once the copy is complete. On failure the
-  // source stays.
+  // source stays. ELOOP when it is a link, EINVAL when it is anything else but a regular file.
   virtual int moveFile(const std::string& from, const std::string& to) = 0;
 };
 

@@ -105,10 +105,10 @@ bool empty(const InMemoryFileSystem& fileSystem, FileNode& folder) {
 
 int checkMove(const FilePlace& from, const FilePlace& to) {
   if (from.node->kind != FileKind::file) {
-    return isFolder(from) ? EISDIR : EINVAL;
+    return from.node->kind == FileKind::link ? ELOOP : EINVAL;
   }
-  if (to.node && (isFolder(to) || to.node == from.node)) {
-    return isFolder(to) ? EISDIR : EINVAL;
+  if (to.node && isFolder(to)) {
+    return EISDIR;
   }
   return from.readOnly || to.readOnly ? EROFS : 0;
 }
@@ -171,8 +171,10 @@ int InMemoryFileTrees::moveFile(const std::string& from, const std::string& to) 
   if (error != 0) {
     return outcome(error);
   }
-  target.folder->children[target.name] = std::make_shared<FileNode>(*source.node);
-  source.folder->children.erase(source.name);
+  if (target.node != source.node) {
+    target.folder->children[target.name] = std::make_shared<FileNode>(*source.node);
+    source.folder->children.erase(source.name);
+  }
   return 0;
 }
 

@@ -219,6 +219,29 @@ TEST_P(FileTreesContract, KeepsTheSourceWhenTheMoveFails) {
   EXPECT_EQ(world->names(world->at("")).size(), 2U);
 }
 
+TEST_P(FileTreesContract, FailsToMoveWhatIsNoRegularFile) {
+  put(world->at("target"), "text");
+  world->makeLink(world->at("link"), "target");
+  world->makeFolder(world->at("folder"));
+  ASSERT_EQ(world->files().makeFIFO(world->at("fifo"), 0600), 0);
+  errno = 0;
+  EXPECT_EQ(world->fileTrees().moveFile(world->at("link"), world->at("moved")), -1);
+  EXPECT_EQ(errno, ELOOP);
+  for (const char* name : {"folder", "fifo"}) {
+    errno = 0;
+    EXPECT_EQ(world->fileTrees().moveFile(world->at(name), world->at("moved")), -1);
+    EXPECT_EQ(errno, EINVAL) << name;
+    EXPECT_TRUE(exists(world->at(name)));
+  }
+  EXPECT_FALSE(exists(world->at("moved")));
+}
+
+TEST_P(FileTreesContract, KeepsAFileThatIsMovedOntoItself) {
+  put(world->at("file"), "text");
+  EXPECT_EQ(world->fileTrees().moveFile(world->at("file"), world->at("file")), 0);
+  EXPECT_EQ(get(world->at("file")), "text");
+}
+
 TEST_P(FileTreesContract, FailsToMoveWhatIsMissing) {
   put(world->at("moved"), "old");
   errno = 0;
