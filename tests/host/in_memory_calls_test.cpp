@@ -32,10 +32,11 @@ TEST_F(CallsTest, TheJournalHasEveryCallInOrder) {
 TEST_F(CallsTest, TheJournalIsFilteredByPrefixes) {
   machine.firmware.forceSync();
   machine.keyStore.cks_br_commit_stashed_kek();
-  machine.power.create("a", kPowerAssertionLevelOn, "b", *std::make_unique<PowerAssertionID>());
+  machine.power.create("SoftwareUpdateTask", kPowerAssertionLevelOn, "b",
+                       *std::make_unique<PowerAssertionID>());
   EXPECT_THAT(machine.journal.calls({"KeyStore.", "FirmwareVariables."}),
               ElementsAre("FirmwareVariables.forceSync", "KeyStore.cks_br_commit_stashed_kek"));
-  EXPECT_EQ(machine.journal.count("PowerAssertions.create a 255 b"), 1U);
+  EXPECT_EQ(machine.journal.count("PowerAssertions.create SoftwareUpdateTask 255 b"), 1U);
 }
 
 TEST_F(CallsTest, TheJournalKnowsTheQueueOfACall) {
