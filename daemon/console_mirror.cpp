@@ -38,11 +38,12 @@ class ConsoleMirror {
   }
 
  private:
-  // One write, so that lines of several threads do not mix. It counts UTF-16 code units: a line
-  // with other than ASCII characters loses as many bytes at its end as its UTF-8 form is longer.
+  // A text ends at its first zero byte, which no console shows. One write, so that lines of several
+  // threads do not mix. It counts UTF-16 code units: a line with other than ASCII characters loses
+  // as many bytes at its end as its UTF-8 form is longer.
   void show(const std::string& text) {
     const int console = consoleDescriptor();
-    const std::string line = formatText("%s: %s\n", kLogSubsystem, text);
+    const std::string line = formatText("%s: %s\n", kLogSubsystem, text.c_str());
     const std::string_view bytes = line;
     _files.write(console, bytes.substr(0, utf16Length(bytes)));
     _files.sync(console);

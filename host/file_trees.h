@@ -17,7 +17,8 @@ class FileTrees {
   // has moved, where the file system cannot do that. What `from` held is on the medium before it
   // becomes what `to` holds. A folder that was exchanged away is remembered as the old one for as
   // long as it exists: another swap with it as `from` leaves both where they are and succeeds, so
-  // that a run that was cut before the old tree was removed does not install it again.
+  // that a run that was cut before the old tree was removed does not install it again. A copy of it
+  // is another folder, and not remembered. ENOENT where either is missing.
   virtual int swap(const std::string& from, const std::string& to) = 0;
 
   // Removes a file or a whole tree. Links are removed, never followed; another file system mounted
@@ -26,7 +27,7 @@ class FileTrees {
 
   // Copies a file to `to`, replacing what is there, with its permissions, ownership, times, access
   // list and extended attributes, and removes the source once the copy is complete. On failure the
-  // source stays.
+  // source stays. ELOOP when it is a link, EINVAL when it is anything else but a regular file.
   virtual int moveFile(const std::string& from, const std::string& to) = 0;
 };
 

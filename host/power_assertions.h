@@ -16,8 +16,9 @@ class PowerAssertions {
  public:
   virtual ~PowerAssertions() = default;
 
-  // 0 with the new assertion's identifier, or another status (an errno value on Linux) with the
-  // identifier left as it was.
+  // Types: "SoftwareUpdateTask", "PreventUserIdleSystemSleep", "PreventUserIdleDisplaySleep". 0
+  // with the new assertion's identifier, or another status (an errno value on Linux: EINVAL for any
+  // other type or level) with the identifier left as it was.
   virtual std::uint32_t create(const std::string& type, std::uint32_t level,
                                const std::string& name, PowerAssertionID& assertion) = 0;
 };

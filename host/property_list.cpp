@@ -1,16 +1,16 @@
 #include "host/property_list.h"
 
 #include <algorithm>
-#include <charconv>
 
 namespace marrow {
 
 namespace {
 
+// By what is written, which may be beyond what a double holds. Infinity and nan have letters.
 bool isNonZero(const PropertyListReal& real) {
-  double number = 0.0;
-  std::from_chars(real.text.data(), real.text.data() + real.text.size(), number);
-  return number != 0.0;
+  const std::string_view mantissa =
+      std::string_view{real.text}.substr(0, real.text.find_first_of("eE"));
+  return mantissa.find_first_not_of("+-.0") != std::string_view::npos;
 }
 
 bool readsAsTrue(const std::string& text) {

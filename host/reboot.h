@@ -17,11 +17,13 @@ class Reboot {
  public:
   virtual ~Reboot() = default;
 
-  // 0 when the reboot was accepted (the call may then not return), otherwise a status: a positive
-  // errno value on Linux. Everything written so far is durable before the machine goes down.
+  // `flags` is kRebootFull alone (EINVAL otherwise). 0 when the reboot was accepted (the call may
+  // then not return), otherwise a status: a positive errno value on Linux. Everything written so
+  // far is durable before the machine goes down.
   virtual std::int32_t reboot(std::uint64_t flags) = 0;
 
-  // Crashes the kernel with this message. Returns, with a status, only where that is not possible.
+  // Crashes the kernel with this message; the flags must hold kRebootPanic (EINVAL otherwise).
+  // Returns, with a status, only where that is not possible.
   virtual std::int32_t rebootWithMessage(std::uint32_t flags, const std::string& message) = 0;
 };
 

@@ -30,8 +30,8 @@ inline constexpr std::int64_t kMWCommitBootObjectsOperationErrorInstallBaseSyste
 // The entry of the template-migration cookie that, where true, has the "downlevel" tree removed.
 inline constexpr char kTemplateMigrationFullUpgradeKey[] = "TemplateMigrationFullUpgradeKey";
 
-// It may be run again after a failure: what was installed before has no staged source any more and
-// is skipped.
+// It may be run again after a failure or a cut: what was installed before has no staged source any
+// more and is skipped, and an old tree that was not removed yet is removed.
 class MWCommitBootObjectsOperation : public MWOperation {
  public:
   // Both outlive the operation.

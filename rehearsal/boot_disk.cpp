@@ -3,6 +3,7 @@
 #include "rehearsal/digest.h"
 #include "rehearsal/files.h"
 #include "rehearsal/problem.h"
+#include "rehearsal/units.h"
 
 #include <algorithm>
 #include <cctype>
@@ -10,7 +11,6 @@
 namespace marrow::rehearsal {
 namespace {
 
-constexpr std::uint64_t kMebibyte = 1U << 20U;
 constexpr std::uint64_t kDataContent = 48 * kMebibyte;
 constexpr std::uint64_t kTreesOnPreboot = 6;
 constexpr std::uint64_t kImagesOnRecovery = 4;

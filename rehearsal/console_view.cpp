@@ -32,7 +32,7 @@ std::string seconds(std::chrono::milliseconds time) {
 
 ConsoleView::Look ConsoleView::lookOfStandardOutput() {
   const bool terminal = ::isatty(STDOUT_FILENO) == 1;
-  const char* refused = std::getenv("NO_COLOR");
+  const char* refused = std::getenv("NO_COLOR");  // NOLINT(concurrency-mt-unsafe): nobody sets
   return {.terminal = terminal, .colours = terminal && (refused == nullptr || *refused == '\0')};
 }
 

@@ -65,7 +65,9 @@ void addEntry(Digest& digest, const std::filesystem::path& path, const std::stri
   }
 }
 
-bool onlyZeros(std::string_view bytes) { return bytes.find_first_not_of('\0') == bytes.npos; }
+bool onlyZeros(std::string_view bytes) {
+  return bytes.find_first_not_of('\0') == std::string_view::npos;
+}
 
 }  // namespace
 

@@ -1,14 +1,13 @@
 #include "rehearsal/file_systems.h"
 
 #include "rehearsal/programs.h"
+#include "rehearsal/units.h"
 
 #include <algorithm>
 #include <sys/mount.h>
 
 namespace marrow::rehearsal {
 namespace {
-
-constexpr std::uint64_t kMebibyte = 1U << 20U;
 
 // What the tools refuse to go below: mkfs.xfs 300 MiB, mkfs.btrfs about 109 MiB.
 std::uint64_t smallest(FileSystem kind) {

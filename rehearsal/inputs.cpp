@@ -38,7 +38,7 @@ std::string dateAndTime() {
 std::filesystem::path freshFolder(const std::filesystem::path& parent, const std::string& name) {
   std::filesystem::create_directories(parent);
   for (int i = 1;; ++i) {
-    const auto path = parent / (i == 1 ? name : name + '-' + std::to_string(i));
+    auto path = parent / (i == 1 ? name : name + '-' + std::to_string(i));
     if (std::filesystem::create_directory(path)) {
       return path;
     }

@@ -2,6 +2,7 @@
 
 #include "rehearsal/problem.h"
 #include "rehearsal/programs.h"
+#include "rehearsal/units.h"
 
 #include <algorithm>
 #include <cctype>
@@ -11,7 +12,6 @@ namespace marrow::rehearsal {
 namespace {
 
 constexpr std::uint64_t kSector = 512;
-constexpr std::uint64_t kMebibyte = 1U << 20U;
 
 std::string lowerCase(std::string text) {
   std::ranges::transform(text, text.begin(), [](unsigned char c) { return std::tolower(c); });

@@ -60,7 +60,7 @@ std::vector<std::filesystem::path> mountsFrom(pid_t firstProcess, const std::str
     std::string place;
     fields >> ignored >> ignored >> ignored >> ignored >> place;
     if (line.find(" /dev/" + diskName + 'p') != std::string::npos) {
-      places.push_back((folder / "root").string() + place);
+      places.emplace_back((folder / "root").string() + place);
     }
   }
   return places;

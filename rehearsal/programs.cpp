@@ -20,7 +20,7 @@ constexpr std::array kPlaces{"/usr/sbin", "/usr/bin", "/sbin", "/bin", "/usr/loc
 
 std::string findProgram(const std::string& name) {
   for (const std::filesystem::path place : kPlaces) {
-    const std::string path = place / name;
+    std::string path = place / name;
     if (::access(path.c_str(), X_OK) == 0) {
       return path;
     }
@@ -64,6 +64,7 @@ struct Streams {
   ::dup2(streams.errors.number(), STDERR_FILENO);
   Interruption::restoreSignals();
   std::vector<char*> words;
+  words.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments) {
     words.push_back(const_cast<char*>(argument.c_str()));
   }

@@ -37,7 +37,7 @@ std::string canonicalDictionary(const pugi::xml_node& dictionary) {
   }
   std::string text;
   for (const auto& [key, value] : entries) {
-    text += key + '=' + value + ';';
+    text.append(key).append(1, '=').append(value).append(1, ';');
   }
   return text;
 }

@@ -33,13 +33,13 @@ Workplace::Workplace() {
 }
 
 std::filesystem::path Workplace::folder(const std::filesystem::path& name) const {
-  const auto path = std::filesystem::path(kPlace) / name;
+  auto path = std::filesystem::path(kPlace) / name;
   std::filesystem::create_directories(path);
   return path;
 }
 
 Descriptor makeNamelessFile() {
-  const char* place = std::getenv("TMPDIR");
+  const char* place = std::getenv("TMPDIR");  // NOLINT(concurrency-mt-unsafe): nobody sets
   const std::filesystem::path folder = place == nullptr || *place == '\0' ? "/tmp" : place;
   Descriptor file(::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
   return file ? std::move(file) : makeAndUnlink(folder);

@@ -36,7 +36,7 @@ std::optional<PropertyListData> dataIn(const std::string& path, std::size_t skip
   if (!text || text->size() < skipped) {
     return std::nullopt;
   }
-  return data(std::string_view(*text).substr(skipped));
+  return data(std::string_view{*text}.substr(skipped));
 }
 
 }  // namespace

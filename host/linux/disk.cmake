@@ -33,6 +33,7 @@ set(MARROW_LINUX_DISK_SOURCES
 
 set(MARROW_LINUX_DISK_HEADERS
   blkid_probe.h
+  c_text.h
   block_devices.h
   claims.h
   device_events.h

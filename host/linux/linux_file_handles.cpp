@@ -2,10 +2,10 @@
 
 #include "host/linux/readiness_thread.h"
 #include "host/linux/retry.h"
+#include "host/linux/unique_key.h"
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <unistd.h>
@@ -14,11 +14,6 @@
 namespace marrow {
 
 namespace {
-
-std::uint64_t nextKey() {
-  static std::atomic<std::uint64_t> last = 0;
-  return ++last;
-}
 
 // Whether a callback may use its handle: the callback holds it, the handle closes it.
 class CallbackGate {
@@ -107,7 +102,7 @@ void Handle::setReadabilityHandler(ReadabilityHandler handler) {
   if (!handler) {
     return;
   }
-  _key = nextKey();
+  _key = uniqueKey();
   _thread.watch(_key, _descriptor.number(), [this, gate = _gate, run = std::move(handler)] {
     if (gate->enter()) {
       run(*this);

@@ -52,6 +52,10 @@ bool flushStaged(const DirectoryEntry& entry) {
                    }) == 0;
 }
 
+bool exists(const DirectoryEntry& entry) {
+  return ::faccessat(entry.folder.number(), entry.name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
 bool isSameFolder(const Descriptor& left, const Descriptor& right) {
   struct stat first {};
   struct stat second {};
@@ -122,7 +126,7 @@ int LinuxFileTrees::swap(const std::string& from, const std::string& to) {
     return -1;
   }
   if (isMarkedSuperseded(places.from)) {
-    return flushFolders(places) ? 0 : -1;
+    return exists(places.to) && flushFolders(places) ? 0 : -1;
   }
   const TerminationGuard guard;
   markReplaced(places.to, to);

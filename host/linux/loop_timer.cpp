@@ -1,6 +1,7 @@
 #include "host/linux/loop_timer.h"
 
 #include "host/linux/retry.h"
+#include "host/linux/unique_key.h"
 
 #include <algorithm>
 #include <cmath>
@@ -11,11 +12,6 @@
 namespace marrow {
 
 namespace {
-
-std::uint64_t nextKey() {
-  static std::atomic<std::uint64_t> last = 0;
-  return ++last;
-}
 
 // At least a nanosecond: zero would make the timer fire only once (timerfd_create(2)).
 timespec timespecFor(double seconds) {
@@ -35,7 +31,7 @@ timespec timespecFor(double seconds) {
 }  // namespace
 
 LoopTimer::LoopTimer(double interval, Task handler)
-    : _key(nextKey()),
+    : _key(uniqueKey()),
       _interval(interval),
       _handler(std::move(handler)),
       _descriptor(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)) {

@@ -1,5 +1,7 @@
 #include "host/linux/mount_table.h"
 
+#include "host/linux/c_text.h"
+
 #include <fcntl.h>
 #include <libmount/libmount.h>
 #include <memory>
@@ -18,8 +20,6 @@ struct Unreference {
 using Table = std::unique_ptr<libmnt_table, Unreference>;
 using Iterator = std::unique_ptr<libmnt_iter, Unreference>;
 
-std::string text(const char* value) { return value == nullptr ? std::string() : value; }
-
 bool hasReadOnly(const char* options) {
   return options != nullptr && mnt_optstr_get_option(options, "ro", nullptr, nullptr) == 0;
 }
@@ -30,9 +30,10 @@ MountEntry entry(libmnt_fs* mount) {
   result.parent = static_cast<std::uint64_t>(mnt_fs_get_parent_id(mount));
   result.fileSystem = mnt_fs_get_devno(mount);
   // What a pseudo file system calls its source is anybody's choice.
-  result.source = mnt_fs_is_pseudofs(mount) != 0 ? std::string() : text(mnt_fs_get_srcpath(mount));
-  result.root = text(mnt_fs_get_root(mount));
-  result.target = text(mnt_fs_get_target(mount));
+  result.source =
+      mnt_fs_is_pseudofs(mount) != 0 ? std::string() : textOrEmpty(mnt_fs_get_srcpath(mount));
+  result.root = textOrEmpty(mnt_fs_get_root(mount));
+  result.target = textOrEmpty(mnt_fs_get_target(mount));
   result.readOnly = hasReadOnly(mnt_fs_get_vfs_options(mount));
   result.fileSystemReadOnly = hasReadOnly(mnt_fs_get_fs_options(mount));
   return result;

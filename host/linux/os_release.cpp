@@ -6,7 +6,7 @@ namespace marrow {
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r";
+constexpr std::string_view kSpaces = " \t\r";
 constexpr std::string_view kNameCharacters =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_";
 
@@ -29,7 +29,7 @@ std::string escaped(char c, bool inDoubleQuotes) {
 }
 
 // One word of a shell's, taken off the text. Absent when a quote in it is not closed.
-std::optional<std::string> takeWord(std::string_view& text) {
+std::optional<std::string> takeValue(std::string_view& text) {
   std::string word;
   char quote = '\0';
   while (!text.empty() && (quote != '\0' || std::string_view(" \t\r\n").find(text.front()) ==
@@ -52,10 +52,10 @@ std::optional<std::string> takeWord(std::string_view& text) {
 
 // The value that the text begins with, which must be alone on its line. The fault of a value is the
 // fault of the line that it begins on.
-std::optional<std::string> takeValue(std::string_view& text) {
+std::optional<std::string> takeWholeValue(std::string_view& text) {
   std::string_view rest = text;
-  auto value = takeWord(rest);
-  skip(rest, kBlanks);
+  auto value = takeValue(rest);
+  skip(rest, kSpaces);
   if (!value || !(rest.empty() || rest.front() == '\n' || rest.front() == '#')) {
     return std::nullopt;
   }
@@ -68,13 +68,13 @@ std::optional<std::string> takeValue(std::string_view& text) {
 std::optional<std::string> osReleaseValue(std::string_view text, std::string_view name) {
   std::optional<std::string> found;
   while (!text.empty()) {
-    skip(text, kBlanks);
+    skip(text, kSpaces);
     const std::string_view key =
         text.substr(0, std::min(text.find_first_not_of(kNameCharacters), text.size()));
     text.remove_prefix(key.size());
     if (!key.empty() && text.starts_with('=')) {
       text.remove_prefix(1);
-      auto value = takeValue(text);
+      auto value = takeWholeValue(text);
       found = value && key == name ? value : found;
     }
     if (!text.empty()) {

@@ -1,6 +1,7 @@
 #include "host/linux/partition_table.h"
 
 #include "host/linux/blkid_probe.h"
+#include "host/linux/c_text.h"
 
 #include <cerrno>
 #include <string_view>
@@ -8,8 +9,6 @@
 namespace marrow {
 
 namespace {
-
-std::string text(const char* value) { return value == nullptr ? std::string() : value; }
 
 blkid_partlist partitionList(blkid_probe probe) {
   blkid_probe_enable_superblocks(probe, 0);
@@ -26,8 +25,8 @@ bool isGPT(blkid_partlist list) {
 
 PartitionEntry entry(blkid_partition partition) {
   return {static_cast<unsigned>(blkid_partition_get_partno(partition)),
-          text(blkid_partition_get_type_string(partition)),
-          text(blkid_partition_get_name(partition))};
+          textOrEmpty(blkid_partition_get_type_string(partition)),
+          textOrEmpty(blkid_partition_get_name(partition))};
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ namespace marrow {
 namespace {
 
 constexpr std::uint64_t kStopKey = 0;  // handles have keys above it
-constexpr int kEventsAtOnce = 16;
+constexpr int kFilesAtOnce = 16;
 
 epoll_event interestIn(std::uint64_t key, std::uint32_t events) {
   epoll_event event{};
@@ -90,10 +90,10 @@ bool ReadinessThread::ensureRunning() {
 
 void ReadinessThread::run(int events) {
   ::pthread_setname_np(::pthread_self(), "file-handles");
-  std::array<epoll_event, kEventsAtOnce> ready{};
+  std::array<epoll_event, kFilesAtOnce> ready{};
   for (;;) {
     const int count =
-        retryInterrupted([&] { return ::epoll_wait(events, ready.data(), kEventsAtOnce, -1); });
+        retryInterrupted([&] { return ::epoll_wait(events, ready.data(), kFilesAtOnce, -1); });
     for (int index = 0; index < count; ++index) {
       const epoll_event& event = ready[static_cast<std::size_t>(index)];
       if (event.data.u64 == kStopKey) {

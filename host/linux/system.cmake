@@ -62,6 +62,7 @@ set(MARROW_LINUX_SYSTEM_HEADERS
   superseded_mark.h
   task_loop.h
   termination_guard.h
+  unique_key.h
   text_cut.h
   tree_removal.h
   xml_text.h)

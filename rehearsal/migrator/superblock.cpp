@@ -67,7 +67,7 @@ std::optional<Superblock> readSuperblock(std::string_view start) {
     return std::nullopt;
   }
   for (const auto read : {readXfs, readBtrfs, readExt4}) {
-    if (const auto found = read(start)) {
+    if (auto found = read(start)) {
       return found;
     }
   }

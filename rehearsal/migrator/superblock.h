@@ -9,7 +9,7 @@
 namespace marrow::migrator {
 
 // So many bytes from the start of a volume hold every superblock known here.
-inline constexpr std::size_t kSuperblockArea = 128 * 1024;
+inline constexpr std::size_t kSuperblockArea = std::size_t{128} * 1024;
 
 struct Superblock {
   // "ext4", "btrfs" or "xfs".

@@ -129,6 +129,12 @@ TEST_F(ConsoleMirrorTest, PercentSignsOfAMessageArePlainText) {
   EXPECT_EQ(console(), "com.corvane.Marrow: 100%d %@ %\n");
 }
 
+TEST_F(ConsoleMirrorTest, ATextEndsAtItsFirstZeroByteAndTheLineStillEnds) {
+  install();
+  say(std::string("seen\0unseen", 11));
+  EXPECT_EQ(console(), "com.corvane.Marrow: seen\n");
+}
+
 // ---- The count of a write is in UTF-16 code units.
 
 TEST_F(ConsoleMirrorTest, ACharacterOfTwoBytesCostsTheNewline) {

@@ -29,6 +29,16 @@ TEST_F(DaemonManagerTest, QueuesUnmountMigrateAndBlessWhenNotBootedFromThePropos
                                       "MWBlessVolumeOperation"}));
 }
 
+TEST_F(DaemonManagerTest, QueuesThreeWhenTheBootedDigestIsUnknown) {
+  machine.registry.removeProperty(machine.registry.atPath(kBootNonceEntry), "lp-lpnh");
+  EXPECT_EQ(queueAfterRun(makeManager()).size(), 3U);
+}
+
+TEST_F(DaemonManagerTest, QueuesThreeWhenTheProposedDigestIsUnknown) {
+  machine.faults.fail("BootPolicy.proposedNonceDigest", ENOENT);
+  EXPECT_EQ(queueAfterRun(makeManager()).size(), 3U);
+}
+
 TEST_F(DaemonManagerTest, QueuesAllFiveWhenBootedFromTheProposedNonce) {
   const auto manager = makeManager();
   EXPECT_EQ(queueAfterRun(manager),
@@ -83,6 +93,7 @@ TEST_F(DaemonManagerTest, AFailedQueueStillHandsTelemetryOverAndReboots) {
   ASSERT_EQ(machine.log.texts(LogLevel::error).size(), 2U);
   EXPECT_TRUE(machine.log.texts(LogLevel::error)[1].starts_with(
       "One of the Marrow operations has failed: POSIXErrorDomain code 16"));
+  EXPECT_TRUE(machine.journal.inOrder("Log.error One of the Marrow operations", "Files.fullSync"));
 }
 
 TEST_F(DaemonManagerTest, AFailedKeyCommitIsLoggedAndStillLeadsToTheReboot) {
@@ -102,13 +113,52 @@ TEST_F(DaemonManagerTest, ARefusedRebootIsLoggedAndItsStatusIsTheExitStatus) {
 }
 
 TEST_F(DaemonManagerTest, StashesMutesDarkensAndRebootsInThisOrderWithBit63Alone) {
-  runDaemon();
-  const auto calls = machine.journal.calls(
-      {"KeyStore.", "KWUtilities.mute", "KWUtilities.enableDark", "Reboot.", "Process.exit"});
-  EXPECT_EQ(calls, (std::vector<std::string>{
-                       "KeyStore.cks_br_commit_stashed_kek",
-                       "KWUtilities.muteBootChimeForNextReboot", "KWUtilities.enableDarkReboot",
-                       "Reboot.reboot 0x8000000000000000", "Process.exit 0"}));
+  const auto manager = makeManager();
+  machine.journal.clear();
+  endOf([&] { manager->_stashAndReboot(); });
+  EXPECT_EQ(
+      machine.journal.calls(),
+      (std::vector<std::string>{
+          "Log.default Brume stash and system reboot is being performed...",
+          "KeyStore.cks_br_commit_stashed_kek", "Log.default Brume stash commit was successful.",
+          "KWUtilities.muteBootChimeForNextReboot", "KWUtilities.enableDarkReboot",
+          "Reboot.reboot 0x8000000000000000", "Process.exit 0"}));
+}
+
+TEST_F(DaemonManagerTest, FailuresOfTheStashAndOfTheRebootAreLoggedWhereTheyHappen) {
+  const auto manager = makeManager();
+  machine.faults.fail("KeyStore.cks_br_commit_stashed_kek", 5);
+  machine.faults.fail("Reboot.reboot", 13);
+  machine.journal.clear();
+  endOf([&] { manager->_stashAndReboot(); });
+  EXPECT_EQ(
+      machine.journal.calls({"Log.", "KeyStore.", "KWUtilities.", "Reboot.", "Process."}),
+      (std::vector<std::string>{
+          "Log.default Brume stash and system reboot is being performed...",
+          "KeyStore.cks_br_commit_stashed_kek", "Log.error cks_br_commit_stashed_kek() returned 5",
+          "KWUtilities.muteBootChimeForNextReboot", "KWUtilities.enableDarkReboot",
+          "Reboot.reboot 0x8000000000000000",
+          "Log.error Failed to perform a full system reboot. 13", "Process.exit 13"}));
+}
+
+TEST_F(DaemonManagerTest, TheRunGoesInAFixedOrder) {
+  const auto manager = makeManager();
+  manager->start();
+  machine.journal.clear();
+  endOf([this] { machine.queues.runUntilIdle(); });
+  EXPECT_EQ(machine.journal.calls({"FirmwareVariables.setString postota-sim-repeat",
+                                   "BootPolicy.proposedNonceDigest", "TaskQueues.createSerialQueue",
+                                   "Log.default All Marrow", "Files.open /private/tmp",
+                                   "FileTrees.moveFile", "Log.default Brume stash and"}),
+            (std::vector<std::string>{
+                "FirmwareVariables.setString postota-sim-repeat deleted",
+                "BootPolicy.proposedNonceDigest",
+                "TaskQueues.createSerialQueue com.corvane.MWOperationQueue.Progress",
+                "Log.default All Marrow operations have completed successfully!",
+                "Files.open /private/tmp/loam_migrator_metrics.dat readOnly|nonBlocking",
+                "FileTrees.moveFile /private/tmp/loam_migrator.log -> " +
+                    machine.partitions.mountPaths(kUpdateVolume).front() + "/loam_migrator.log",
+                "Log.default Brume stash and system reboot is being performed..."}));
 }
 
 TEST_F(DaemonManagerTest, LogsTheStashAndItsSuccess) {
@@ -124,6 +174,7 @@ TEST_F(DaemonManagerTest, WithoutAStorageControllerItRebootsAndRunsNothing) {
   EXPECT_TRUE(machine.log.has(LogLevel::error, "",
                               "Failed to initialize MWStorageController: POSIXErrorDomain code 2: "
                               "Unable to retrieve 'kern.bootuuid'"));
+  EXPECT_TRUE(machine.journal.inOrder("Log.error Failed to initialize", "Log.default Brume stash"));
   EXPECT_TRUE(machine.reboot.wasAccepted());
   EXPECT_TRUE(performed().empty());
   EXPECT_TRUE(machine.power.held().empty());

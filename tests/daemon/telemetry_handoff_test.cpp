@@ -155,11 +155,11 @@ TEST_F(TelemetryHandoffTest, WithoutEitherPathTheDiskIsStillFlushed) {
 TEST_F(TelemetryHandoffTest, AMoveThatFailsIsToldAndTheDiskIsStillFlushed) {
   machine.faults.fail("FileTrees.moveFile", ENOSPC);
   synchronize();
-  const auto errors = machine.log.texts(LogLevel::error);
-  ASSERT_EQ(errors.size(), 1U);
-  EXPECT_TRUE(errors[0].starts_with("Failed to copy (/private/tmp/loam_migrator.log) -> ("))
-      << errors[0];
-  EXPECT_TRUE(errors[0].ends_with("/loam_migrator.log). No space left on device")) << errors[0];
+  EXPECT_EQ(
+      machine.journal.calls("Log.error"),
+      std::vector<std::string>{"Log.error Failed to copy (/private/tmp/loam_migrator.log) -> (" +
+                               machine.partitions.mountPaths(kUpdateVolume).front() +
+                               "/loam_migrator.log). No space left on device"});
   EXPECT_TRUE(machine.journal.contains("Files.fullSync"));
   EXPECT_TRUE(machine.fileSystem.exists(kMigratorLog));
 }

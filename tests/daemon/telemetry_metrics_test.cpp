@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 namespace {
 
@@ -28,7 +29,7 @@ namespace marrow {
 namespace {
 
 constexpr char kMetrics[] = "/private/tmp/metrics";
-constexpr char kVariable[] = "OTA-migrator-metrics";
+constexpr char kMetricsVariable[] = "OTA-migrator-metrics";
 
 class TelemetryMetricsTest : public ManagerTest {
  protected:
@@ -39,7 +40,7 @@ class TelemetryMetricsTest : public ManagerTest {
     manager->_writeLoamMigratorMetricsToNVRAMForPath(kMetrics, std::nullopt);
   }
 
-  std::optional<std::string> variable() const { return machine.firmware.value(kVariable); }
+  std::optional<std::string> variable() const { return machine.firmware.value(kMetricsVariable); }
 
   // Everything stayed as it was, and this was the one thing logged.
   void expectFailure(const std::string& text) {
@@ -101,7 +102,7 @@ TEST_F(TelemetryMetricsTest, SuccessIsLoggedCommittedAndRemovesTheFile) {
   EXPECT_TRUE(machine.log.has(LogLevel::standard, "", "Metrics from /private/tmp/metrics: abc\n"));
   EXPECT_TRUE(machine.log.has(LogLevel::standard, "",
                               "Loam Metrics: Have been successfully written to NVRAM."));
-  EXPECT_EQ(machine.firmware.committedValue(kVariable), "abc");
+  EXPECT_EQ(machine.firmware.committedValue(kMetricsVariable), "abc");
   EXPECT_FALSE(machine.fileSystem.exists(kMetrics));
   EXPECT_TRUE(machine.files.openPaths().empty());
 }
@@ -170,11 +171,12 @@ TEST_F(TelemetryMetricsTest, AReadOfNothingCountsAsWhiteSpaceAlone) {
 
 TEST_F(TelemetryMetricsTest, ACharacterThatTheCutTearsApartIsNotUTF8) {
   write(std::string(1023, 'm') + "\xC3\xA9");
-  EXPECT_EQ(machine.log.texts(LogLevel::error),
-            (std::vector<std::string>{"Loam Metrics: Truncating log from /private/tmp/metrics to "
-                                      "1024 bytes from 1025\n",
-                                      "Loam Metrics: Metrics file could not be turned into a UTF-8 "
-                                      "string."}));
+  EXPECT_EQ(
+      machine.journal.calls("Log.error"),
+      (std::vector<std::string>{
+          "Log.error Loam Metrics: Truncating log from /private/tmp/metrics to 1024 bytes from "
+          "1025\n",
+          "Log.error Loam Metrics: Metrics file could not be turned into a UTF-8 string."}));
   EXPECT_EQ(variable(), std::nullopt);
   expectFileKept();
 }
@@ -193,8 +195,9 @@ TEST_F(TelemetryMetricsTest, BytesBehindAZeroByteNeedNotBeUTF8) {
 TEST_F(TelemetryMetricsTest, AFirmwareStoreThatRefusesIsTold) {
   machine.faults.fail("FirmwareVariables.setString", ENOSPC);
   write("abc");
-  EXPECT_EQ(machine.log.texts(LogLevel::error),
-            std::vector<std::string>{"Loam Metrics: Unable to write metrics to NVRAM."});
+  EXPECT_EQ(machine.journal.calls("Log.error"),
+            std::vector<std::string>{"Log.error "
+                                     "Loam Metrics: Unable to write metrics to NVRAM."});
   expectFileKept();
 }
 
@@ -203,8 +206,9 @@ TEST_F(TelemetryMetricsTest, AShadowFileThatCannotBeWrittenIsTold) {
   machine.faults.fail("PropertyListFiles.writeDictionary", ENOSPC);
   machine.fileSystem.write(kMetrics, "abc");
   manager->_writeLoamMigratorMetricsToNVRAMForPath(kMetrics, "/Volumes/u");
-  EXPECT_EQ(machine.log.texts(LogLevel::error),
-            std::vector<std::string>{"Loam Metrics: Unable to write metrics to shadow file."});
+  EXPECT_EQ(machine.journal.calls("Log.error"),
+            std::vector<std::string>{"Log.error "
+                                     "Loam Metrics: Unable to write metrics to shadow file."});
   expectFileKept();
 }
 
@@ -232,12 +236,18 @@ TEST_F(TelemetryMetricsTest, AFailingCloseEndsTheProcessWithErrno) {
   EXPECT_NE(end.text.find(std::to_string(EIO)), std::string::npos) << end.text;
 }
 
-TEST_F(TelemetryMetricsTest, AnHugeFileNamesItsSizeCutTo32Bits) {
-  machine.fileSystem.write(kMetrics, std::string(5000, 'm'));
-  manager->_writeLoamMigratorMetricsToNVRAMForPath(kMetrics, std::nullopt);
-  EXPECT_TRUE(machine.log.has(LogLevel::error,
-                              "Loam Metrics: Truncating log from /private/tmp/metrics to 1024 "
-                              "bytes from 5000\n"));
+TEST_F(TelemetryMetricsTest, AHugeFileNamesItsSizeCutToASigned32BitNumber) {
+  for (const auto& [size, named] : {std::pair{(std::int64_t{1} << 32U) + 5, "5"},
+                                    std::pair{std::int64_t{1} << 31U, "-2147483648"}}) {
+    machine.fileSystem.write(kMetrics, std::string(2000, 'm'));
+    machine.fileSystem.node(kMetrics)->hole = size - 2000;
+    manager->_writeLoamMigratorMetricsToNVRAMForPath(kMetrics, std::nullopt);
+    EXPECT_TRUE(machine.log.has(LogLevel::error, "",
+                                "Loam Metrics: Truncating log from /private/tmp/metrics to 1024 "
+                                "bytes from " +
+                                    std::string(named) + "\n"));
+    EXPECT_EQ(variable(), std::string(1024, 'm'));
+  }
 }
 
 }  // namespace

@@ -79,11 +79,11 @@ TEST_F(WholeRunTest, AMissingMigratorEndsTheOperationsBeforeAnythingIsCommitted)
   expectOldBootObjects();
   EXPECT_EQ(machine.installer.blessed(), std::nullopt);
   EXPECT_TRUE(machine.reboot.wasAccepted());
-  EXPECT_TRUE(machine.log.texts(LogLevel::error).back().starts_with("Failed to open") ||
-              machine.log.texts(LogLevel::error)
-                  .back()
-                  .starts_with("One of the Marrow operations has failed: "
-                               "MWLoamMigratorOperationErrorDomain code 3"));
+  EXPECT_TRUE(machine.log.has(LogLevel::error, "",
+                              "One of the Marrow operations has failed: "
+                              "MWLoamMigratorOperationErrorDomain code 3 (underlying "
+                              "POSIXErrorDomain code 2: Cannot start " +
+                                  kMigratorPath + ")"));
 }
 
 TEST_F(WholeRunTest, WithoutARecoveryVolumeTheNonceIsNotCommitted) {

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,30 @@ TEST_F(ProgressTimer, IsMadeStartedAndCancelledByTheRun) {
                           "QueueTimer.activate com.corvane.MWOperationQueue.Progress",
                           "Log.default[Operations] MWOperationQueue: Performing (MWFirst)...",
                           "QueueTimer.cancel com.corvane.MWOperationQueue.Progress"));
+}
+
+TEST_F(ProgressTimer, StartsOnceTheFirstOperationIsTheCurrentOne) {
+  const auto first = add("MWFirst");
+  add("MWSecond");
+  std::shared_ptr<MWOperation> current;
+  machine.faults.before("QueueTimer.activate", [&] { current = queue->currentOperation(); });
+  run();
+  EXPECT_EQ(current, first);
+}
+
+TEST_F(ProgressTimer, IsCancelledAfterTheQueueIsDisarmedAndBeforeTheRunHasItsEnd) {
+  add("MWFirst");
+  queue->setSimulatedAction("skip", "MWOther", 0);
+  bool armed = true;
+  std::optional<double> end = 1.0;
+  machine.faults.before("QueueTimer.cancel", [&] {
+    armed = queue->simulateAction() != nullptr;
+    end = queue->endTime();
+  });
+  run();
+  EXPECT_FALSE(armed);
+  EXPECT_EQ(end, std::nullopt);
+  EXPECT_NE(queue->endTime(), std::nullopt);
 }
 
 TEST_F(ProgressTimer, IsMadeForEachRun) {

@@ -9,9 +9,11 @@
 namespace marrow {
 
 class HostTest : public testing::Test {
+ public:
+  ~HostTest() override { useLogService(nullptr); }
+
  protected:
   HostTest() { useLogService(&machine.log); }
-  ~HostTest() override { useLogService(nullptr); }
 
   InMemoryHost machine;
 };

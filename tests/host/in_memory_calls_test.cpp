@@ -9,17 +9,17 @@ namespace {
 
 using testing::ElementsAre;
 
-constexpr auto kCreate = OpenFlags::writeOnly | OpenFlags::create;
+constexpr auto kMakeFile = OpenFlags::writeOnly | OpenFlags::create;
 
 class CallsTest : public testing::Test {
  protected:
-  bool opens(const std::string& path) { return machine.files.open(path, kCreate) >= 0; }
+  bool opens(const std::string& path) { return machine.files.open(path, kMakeFile) >= 0; }
 
   InMemoryHost machine;
 };
 
 TEST_F(CallsTest, TheJournalHasEveryCallInOrder) {
-  const int descriptor = machine.files.open("/private/tmp/a", kCreate);
+  const int descriptor = machine.files.open("/private/tmp/a", kMakeFile);
   machine.files.close(descriptor);
   machine.firmware.setString("1", "variable", std::nullopt);
   EXPECT_THAT(machine.journal.calls(),
@@ -32,10 +32,11 @@ TEST_F(CallsTest, TheJournalHasEveryCallInOrder) {
 TEST_F(CallsTest, TheJournalIsFilteredByPrefixes) {
   machine.firmware.forceSync();
   machine.keyStore.cks_br_commit_stashed_kek();
-  machine.power.create("a", kPowerAssertionLevelOn, "b", *std::make_unique<PowerAssertionID>());
+  machine.power.create("SoftwareUpdateTask", kPowerAssertionLevelOn, "b",
+                       *std::make_unique<PowerAssertionID>());
   EXPECT_THAT(machine.journal.calls({"KeyStore.", "FirmwareVariables."}),
               ElementsAre("FirmwareVariables.forceSync", "KeyStore.cks_br_commit_stashed_kek"));
-  EXPECT_EQ(machine.journal.count("PowerAssertions.create a 255 b"), 1U);
+  EXPECT_EQ(machine.journal.count("PowerAssertions.create SoftwareUpdateTask 255 b"), 1U);
 }
 
 TEST_F(CallsTest, TheJournalKnowsTheQueueOfACall) {
@@ -133,7 +134,7 @@ TEST_F(CallsTest, ARestartAfterAPowerCutLosesWhatTheFirmwareDidNotCommit) {
 }
 
 TEST_F(CallsTest, ARestartLeavesNothingMountedAndTheDisksAsTheyWere) {
-  machine.files.open("/Volumes/preboot/note", kCreate);
+  machine.files.open("/Volumes/preboot/note", kMakeFile);
   machine.restart();
   EXPECT_TRUE(machine.partitions.mountedVolumes().empty());
   EXPECT_TRUE(machine.files.openPaths().empty());

@@ -1,6 +1,9 @@
 #include "tests/host/in_memory_display.h"
 
+#include <algorithm>
+#include <cmath>
 #include <sstream>
+#include <utility>
 
 namespace marrow {
 
@@ -11,6 +14,7 @@ class InMemoryProgressClient : public KQUnifiedProgressClient {
   void showProgressUI() override {
     if (!_display._calls.made("KQUnifiedProgressClient.showProgressUI")) {
       _display._shown = true;
+      draw(!std::exchange(_shown, true));
     }
   }
 
@@ -19,10 +23,30 @@ class InMemoryProgressClient : public KQUnifiedProgressClient {
     text << percentage << (animate ? " animated" : "");
     if (!_display._calls.made("KQUnifiedProgressClient.setProgress", text.str())) {
       _display._steps.push_back({percentage, animate});
+      keep(percentage);
     }
   }
 
  private:
+  void keep(float percentage) {
+    const int whole = std::isnan(percentage)
+                          ? kNothingYet
+                          : static_cast<int>(std::clamp(percentage, 0.0F, 100.0F));
+    const bool rises = whole > _percentage;
+    _percentage = std::max(whole, _percentage);
+    draw(rises);
+  }
+
+  void draw(bool isNew) {
+    if (isNew && _shown && _percentage != kNothingYet) {
+      _display._shownPercentages.push_back(_percentage);
+    }
+  }
+
+  static constexpr int kNothingYet = -1;
+
+  bool _shown = false;
+  int _percentage = kNothingYet;
   InMemoryDisplay& _display;
 };
 

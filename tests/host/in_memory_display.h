@@ -1,4 +1,4 @@
-// The progress display and the graphics server: what they were told to show.
+// The progress display and the graphics server: what they were told, and what is on the screen.
 #pragma once
 
 #include "host/graphics_server.h"
@@ -28,7 +28,11 @@ class InMemoryDisplay : public ProgressDisplay, public GraphicsServer {
   const std::vector<std::string>& phaseNames() const { return _phaseNames; }
   bool isShown() const { return _shown; }
   bool updatesEnabled() const { return _updatesEnabled; }
+  // What the clients were told, shown or not.
   const std::vector<Step>& steps() const { return _steps; }
+  // The whole percentages that were drawn, in order: each larger than the one before it of the same
+  // client, and none before that client was shown.
+  const std::vector<int>& shownPercentages() const { return _shownPercentages; }
 
  private:
   friend class InMemoryProgressClient;
@@ -36,6 +40,7 @@ class InMemoryDisplay : public ProgressDisplay, public GraphicsServer {
   Calls& _calls;
   std::vector<std::string> _phaseNames;
   std::vector<Step> _steps;
+  std::vector<int> _shownPercentages;
   bool _shown = false;
   bool _updatesEnabled = false;
 };

@@ -34,6 +34,8 @@ struct FileNode {
   // What a file holds when it is a property list; gone once its bytes are written otherwise.
   std::optional<PropertyListDictionary> dictionary;
   std::map<std::string, std::shared_ptr<FileNode>> children;
+  // Of a file: as many bytes more than its content are in its size. They are never read.
+  std::int64_t hole = 0;
 
   // Open ends of a FIFO.
   int readers = 0;

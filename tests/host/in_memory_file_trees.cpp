@@ -1,7 +1,9 @@
 #include "tests/host/in_memory_file_trees.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <iterator>
+#include <string>
 #include <utility>
 
 namespace marrow {
@@ -62,8 +64,18 @@ int renamePlaces(const FilePlace& from, const FilePlace& to) {
   return 0;
 }
 
-// On a tree that was exchanged away and is not removed yet.
+// On a tree that was exchanged away and is not removed yet. It names the very folder, so that a
+// copy that takes the attribute along is not marked.
 constexpr char kSuperseded[] = "trusted.marrow.superseded";
+
+std::string identityOf(const FileNodeRef& folder) {
+  return std::to_string(reinterpret_cast<std::uintptr_t>(folder.get()));
+}
+
+bool isMarkedSuperseded(const FileNodeRef& node) {
+  const auto mark = node->attributes.find(kSuperseded);
+  return mark != node->attributes.end() && mark->second == identityOf(node);
+}
 
 int swapPlaces(const FilePlace& from, const FilePlace& to) {
   if (const int error = checkPair(from, to); error != 0) {
@@ -72,11 +84,11 @@ int swapPlaces(const FilePlace& from, const FilePlace& to) {
   if (from.node != to.node && (isWithin(from.node, to.node) || isWithin(to.node, from.node))) {
     return EINVAL;
   }
-  if (from.node->attributes.contains(kSuperseded)) {
+  if (isMarkedSuperseded(from.node)) {
     return 0;
   }
   if (isFolder(to)) {
-    to.node->attributes[kSuperseded] = "yes";
+    to.node->attributes[kSuperseded] = identityOf(to.node);
   }
   std::swap(from.folder->children[from.name], to.folder->children[to.name]);
   return 0;
@@ -93,10 +105,10 @@ bool empty(const InMemoryFileSystem& fileSystem, FileNode& folder) {
 
 int checkMove(const FilePlace& from, const FilePlace& to) {
   if (from.node->kind != FileKind::file) {
-    return isFolder(from) ? EISDIR : EINVAL;
+    return from.node->kind == FileKind::link ? ELOOP : EINVAL;
   }
-  if (to.node && (isFolder(to) || to.node == from.node)) {
-    return isFolder(to) ? EISDIR : EINVAL;
+  if (to.node && isFolder(to)) {
+    return EISDIR;
   }
   return from.readOnly || to.readOnly ? EROFS : 0;
 }
@@ -159,8 +171,10 @@ int InMemoryFileTrees::moveFile(const std::string& from, const std::string& to) 
   if (error != 0) {
     return outcome(error);
   }
-  target.folder->children[target.name] = std::make_shared<FileNode>(*source.node);
-  source.folder->children.erase(source.name);
+  if (target.node != source.node) {
+    target.folder->children[target.name] = std::make_shared<FileNode>(*source.node);
+    source.folder->children.erase(source.name);
+  }
   return 0;
 }
 

@@ -9,6 +9,8 @@ namespace {
 
 using testing::ElementsAre;
 
+constexpr char kMark[] = "trusted.marrow.superseded";
+
 class FileTreesTest : public testing::Test {
  protected:
   FileTreesTest() {
@@ -53,6 +55,45 @@ TEST_F(FileTreesTest, SwapExchangesTwoTrees) {
   EXPECT_EQ(trees.swap("/a/folder", "/b/folder"), 0);
   EXPECT_EQ(tree.contents("/a/folder/other"), "from b");
   EXPECT_EQ(tree.contents("/b/folder/file"), "from a");
+}
+
+TEST_F(FileTreesTest, ATreeThatWasExchangedAwayIsNotExchangedBack) {
+  EXPECT_EQ(trees.swap("/a/folder", "/b/folder"), 0);
+  EXPECT_TRUE(tree.node("/a/folder")->attributes.contains(kMark));
+  EXPECT_FALSE(tree.node("/b/folder")->attributes.contains(kMark));
+  EXPECT_EQ(trees.swap("/a/folder", "/b/folder"), 0);
+  EXPECT_EQ(tree.contents("/b/folder/file"), "from a");
+  EXPECT_EQ(tree.contents("/a/folder/other"), "from b");
+}
+
+TEST_F(FileTreesTest, ACopyOfATreeThatWasExchangedAwayIsExchanged) {
+  EXPECT_EQ(trees.swap("/a/folder", "/b/folder"), 0);
+  tree.write("/a/copy/other", "from b");
+  tree.node("/a/copy")->attributes = tree.node("/a/folder")->attributes;
+  EXPECT_EQ(trees.swap("/a/copy", "/b/folder"), 0);
+  EXPECT_EQ(tree.contents("/b/folder/other"), "from b");
+}
+
+TEST_F(FileTreesTest, TheNextStagedTreeIsExchangedOnceTheOldOneIsRemoved) {
+  EXPECT_EQ(trees.swap("/a/folder", "/b/folder"), 0);
+  EXPECT_EQ(trees.removeRecursively("/a/folder"), 0);
+  tree.write("/a/folder/next", "staged later");
+  EXPECT_EQ(trees.swap("/a/folder", "/b/folder"), 0);
+  EXPECT_EQ(tree.contents("/b/folder/next"), "staged later");
+}
+
+TEST_F(FileTreesTest, AnExchangeThatFailsMarksNothing) {
+  machine.faults.fail("FileTrees.swap", EIO).once();
+  EXPECT_EQ(errorOf(trees.swap("/a/folder", "/b/folder")), EIO);
+  EXPECT_EQ(errorOf(trees.swap("/a", "/a/folder")), EINVAL);
+  EXPECT_TRUE(tree.node("/b/folder")->attributes.empty());
+  EXPECT_TRUE(tree.node("/a/folder")->attributes.empty());
+}
+
+TEST_F(FileTreesTest, AFileIsExchangedBackAndForth) {
+  EXPECT_EQ(trees.swap("/a/file", "/b/file"), 0);
+  EXPECT_EQ(trees.swap("/a/file", "/b/file"), 0);
+  EXPECT_EQ(tree.contents("/a/file"), "file of a");
 }
 
 TEST_F(FileTreesTest, SwapExchangesAFolderAndAFile) {

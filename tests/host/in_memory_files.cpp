@@ -70,7 +70,7 @@ int openFound(OpenFlags flags, const FilePlace& place) {
 
 void report(const FileNode& node, FileStatus& status) {
   status.size = node.kind == FileKind::file || node.kind == FileKind::link
-                    ? static_cast<std::int64_t>(node.content.size())
+                    ? static_cast<std::int64_t>(node.content.size()) + node.hole
                     : 0;
   status.deviceNumber = node.deviceNumber;
 }

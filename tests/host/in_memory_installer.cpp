@@ -40,7 +40,7 @@ bool InMemoryInstaller::isSystemVolume(const std::optional<std::string>& deviceN
     return false;
   }
   const auto volume = _partitions.description(deviceNode->substr(folder.size()));
-  return volume && volume->role == VolumeRole::system;
+  return volume && volume->role == VolumeRole::system && !volume->group.empty();
 }
 
 std::int32_t InMemoryKeyStore::cks_br_commit_stashed_kek() {

@@ -1,4 +1,5 @@
-// Power assertions: those that are held, with identifiers from 1.
+// Power assertions: those that are held, with identifiers from 1. A type or a level that no machine
+// knows is EINVAL.
 #pragma once
 
 #include "host/power_assertions.h"

@@ -31,6 +31,9 @@ std::int32_t InMemoryReboot::rebootWithMessage(std::uint32_t flags, const std::s
   if (const auto failure = _calls.made("Reboot.rebootWithMessage", arguments)) {
     return failure->status();
   }
+  if ((flags & kRebootPanic) == 0) {
+    return EINVAL;
+  }
   throw RunEnded{RunEnded::Kind::panic, 0, message};
 }
 

@@ -17,7 +17,8 @@ class InMemoryReboot : public Reboot {
   // Returns 0 for the full-reboot flag alone, EINVAL for anything else; the journal has the flags
   // as "0x8000000000000000".
   std::int32_t reboot(std::uint64_t flags) override;
-  // Throws RunEnded, unless it is made to fail; the journal has "0xc00 MESSAGE".
+  // Throws RunEnded, unless it is made to fail, or the flags have no kRebootPanic (EINVAL); the
+  // journal has "0xc00 MESSAGE".
   std::int32_t rebootWithMessage(std::uint32_t flags, const std::string& message) override;
 
   bool wasAccepted() const { return _accepted; }

@@ -78,10 +78,13 @@ TEST_F(ServicesTest, AFailedAssertionIsReportedAndEndsTheRun) {
 
 TEST_F(ServicesTest, AnAcceptedRebootReturns) {
   EXPECT_EQ(machine.reboot.reboot(1), EINVAL);
+  EXPECT_EQ(machine.reboot.reboot(kRebootFull | 1U), EINVAL);
+  EXPECT_FALSE(machine.reboot.wasAccepted());
   EXPECT_EQ(machine.reboot.reboot(kRebootFull), 0);
   EXPECT_TRUE(machine.reboot.wasAccepted());
   EXPECT_THAT(machine.journal.calls("Reboot."),
-              ElementsAre("Reboot.reboot 0x1", "Reboot.reboot 0x8000000000000000"));
+              ElementsAre("Reboot.reboot 0x1", "Reboot.reboot 0x8000000000000001",
+                          "Reboot.reboot 0x8000000000000000"));
 }
 
 TEST_F(ServicesTest, ARebootWithAMessageEndsTheRunUnlessItFails) {
@@ -90,6 +93,7 @@ TEST_F(ServicesTest, ARebootWithAMessageEndsTheRunUnlessItFails) {
   const RunEnded end = endOf([&] { machine.reboot.rebootWithMessage(kRebootPanic, "text"); });
   EXPECT_EQ(end.kind, RunEnded::Kind::panic);
   EXPECT_EQ(end.text, "text");
+  EXPECT_EQ(machine.reboot.rebootWithMessage(kRebootQuick, "text"), EINVAL);
 }
 
 TEST_F(ServicesTest, FirmwareVariablesAreSetAndDeleted) {
@@ -160,9 +164,11 @@ TEST_F(ServicesTest, TheProposedNonceComesIntoForce) {
   EXPECT_EQ(machine.bootPolicy.proposedNonceDigest(digest), ENOENT);
 }
 
-TEST_F(ServicesTest, OnlyASystemVolumeCanBeBlessed) {
+TEST_F(ServicesTest, OnlyASystemVolumeOfAGroupCanBeBlessed) {
   EXPECT_FALSE(machine.installer.blessDevice("/dev/disk0s5", false));
   EXPECT_FALSE(machine.installer.blessDevice(std::nullopt, false));
+  machine.partitions.addVolume(kContainer, {"disk0s8", VolumeRole::system, ""});
+  EXPECT_FALSE(machine.installer.blessDevice("/dev/disk0s8", false));
   EXPECT_TRUE(machine.installer.blessDevice("/dev/disk0s4", false));
   EXPECT_EQ(machine.installer.blessed(), "/dev/disk0s4");
   EXPECT_FALSE(machine.installer.blessedOnce());
@@ -176,13 +182,19 @@ TEST_F(ServicesTest, ADarkRebootIsDark) {
   EXPECT_TRUE(machine.installer.isDarkBoot());
 }
 
+constexpr char kUpdate[] = "SoftwareUpdateTask";
+constexpr char kSleep[] = "PreventUserIdleSystemSleep";
+
 TEST_F(ServicesTest, ARefusedAssertionLeavesTheIdentifier) {
   machine.faults.fail("PowerAssertions.create", EPERM).when("Idle");
   PowerAssertionID assertion = 0;
-  EXPECT_EQ(machine.power.create("PreventIdle", kPowerAssertionLevelOn, "me", assertion),
+  EXPECT_EQ(machine.power.create(kSleep, kPowerAssertionLevelOn, "me", assertion),
             static_cast<std::uint32_t>(EPERM));
   EXPECT_EQ(assertion, 0U);
-  EXPECT_EQ(machine.power.create("Update", kPowerAssertionLevelOn, "me", assertion), 0U);
+  EXPECT_EQ(machine.power.create("PreventEverything", kPowerAssertionLevelOn, "me", assertion),
+            static_cast<std::uint32_t>(EINVAL));
+  EXPECT_EQ(assertion, 0U);
+  EXPECT_EQ(machine.power.create(kUpdate, kPowerAssertionLevelOn, "me", assertion), 0U);
   EXPECT_NE(assertion, 0U);
   EXPECT_EQ(machine.power.held().size(), 1U);
 }
@@ -202,7 +214,10 @@ TEST_F(ServicesTest, TheDisplayRecordsWhatItShows) {
   machine.display.enableDisplayUpdates();
   EXPECT_TRUE(machine.display.isShown());
   EXPECT_TRUE(machine.display.updatesEnabled());
-  EXPECT_THAT(machine.display.steps(), ElementsAre(InMemoryDisplay::Step{12.5F, true}));
+  client->setProgress(3.0F, false);
+  EXPECT_THAT(machine.display.steps(),
+              ElementsAre(InMemoryDisplay::Step{12.5F, true}, InMemoryDisplay::Step{3.0F, false}));
+  EXPECT_THAT(machine.display.shownPercentages(), ElementsAre(12));
   EXPECT_TRUE(machine.journal.contains("KQUnifiedProgressClient.setProgress 12.5 animated"));
 }
 

@@ -103,11 +103,25 @@ TEST(PropertyListTruth, ANumberIsTrueUnlessItIsZero) {
   EXPECT_FALSE(PropertyListValue(PropertyListReal{"-0"}).truthValue());
 }
 
+TEST(PropertyListTruth, ARealIsTrueByItsDigitsHoweverLargeOrSmall) {
+  for (const char* real : {"+1.5", "1e999", "-1e999", "1e-999", ".5", "+infinity", "-inf", "nan"}) {
+    EXPECT_TRUE(PropertyListValue(PropertyListReal{real}).truthValue()) << real;
+  }
+  for (const char* real : {"+0.0", "0e5", "-0.000E+12", "0", ".0"}) {
+    EXPECT_FALSE(PropertyListValue(PropertyListReal{real}).truthValue()) << real;
+  }
+}
+
+TEST(PropertyListTruth, AnIntegerAtTheEndOfItsRangeIsTrue) {
+  EXPECT_TRUE(PropertyListValue(std::numeric_limits<std::int64_t>::min()).truthValue());
+  EXPECT_TRUE(PropertyListValue(std::uint64_t{1} << 63U).truthValue());
+}
+
 TEST(PropertyListTruth, ATextIsTrueByItsFirstCharacter) {
   for (const char* yes : {"YES", "yes", "y", "True", "t", "1", "9 lives", "Tomorrow"}) {
     EXPECT_TRUE(text(yes).truthValue()) << yes;
   }
-  for (const char* no : {"", "NO", "no", "false", "0", "01", " yes", "+1", "-1"}) {
+  for (const char* no : {"", "NO", "no", "false", "0", "01", " yes", "\t1", "+1", "-1", "\n"}) {
     EXPECT_FALSE(text(no).truthValue()) << no;
   }
 }

@@ -20,7 +20,8 @@ TEST_P(RebootContract, AFullRebootIsAccepted) {
 }
 
 TEST_P(RebootContract, AnyOtherFlagWordIsRefused) {
-  for (const std::uint64_t flags : {std::uint64_t{0}, std::uint64_t{1}, kRebootFull | 1U}) {
+  for (const std::uint64_t flags :
+       {std::uint64_t{0}, std::uint64_t{1}, kRebootFull | 1U, kRebootFull >> 1U}) {
     EXPECT_EQ(machine->reboot().reboot(flags), EINVAL) << flags;
   }
   EXPECT_FALSE(machine->wasRebooted());
@@ -28,6 +29,11 @@ TEST_P(RebootContract, AnyOtherFlagWordIsRefused) {
 
 TEST_P(RebootContract, ACrashTellsItsMessage) {
   EXPECT_EQ(machine->crash(kRebootPanic | kRebootQuick, "simulated panic"), "simulated panic");
+  EXPECT_FALSE(machine->wasRebooted());
+}
+
+TEST_P(RebootContract, WithoutThePanicFlagNothingIsCrashed) {
+  EXPECT_EQ(machine->crash(kRebootQuick, "no panic"), std::nullopt);
   EXPECT_FALSE(machine->wasRebooted());
 }
 

@@ -63,13 +63,7 @@ class InMemoryMachine final : public FirmwareMachine {
                                                       {kOtherGroup, "/dev/" + kOtherSystemVolume}};
     return (oneTime ? _host.installer.blessedOnce() : _host.installer.blessed()) == nodes.at(group);
   }
-  std::vector<int> shownPercentages() override {
-    std::vector<int> percentages;
-    for (const auto& step : _host.display.steps()) {
-      percentages.push_back(static_cast<int>(step.percentage));
-    }
-    return percentages;
-  }
+  std::vector<int> shownPercentages() override { return _host.display.shownPercentages(); }
   bool displayUpdatesAreEnabled() override { return _host.display.updatesEnabled(); }
   bool wasRebooted() override { return _host.reboot.wasAccepted(); }
   std::optional<std::string> crash(std::uint32_t flags, const std::string& message) override {

@@ -6,6 +6,8 @@ namespace marrow {
 
 namespace {
 
+constexpr char kSupersededMark[] = "trusted.marrow.superseded";
+
 using FileTreesContract = SystemContract;
 INSTANTIATE_TEST_SUITE_P(Worlds, FileTreesContract, bothWorlds(), nameOfWorld);
 
@@ -89,6 +91,34 @@ TEST_P(FileTreesContract, DoesNotSwapBackATreeThatWasSwappedAwayAndIsNotRemovedY
   EXPECT_EQ(world->fileTrees().swap(world->at("staged"), world->at("live")), 0);
   EXPECT_EQ(world->fileTrees().swap(world->at("staged"), world->at("live")), 0);
   EXPECT_EQ(get(world->at("live/file")), "new");
+  EXPECT_EQ(get(world->at("staged/file")), "old");
+}
+
+// A copy may take every attribute of the old tree along.
+TEST_P(FileTreesContract, SwapsInACopyOfATreeThatWasSwappedAway) {
+  world->makeFolder(world->at("staged"));
+  world->makeFolder(world->at("live"));
+  put(world->at("live/file"), "old");
+  ASSERT_EQ(world->fileTrees().swap(world->at("staged"), world->at("live")), 0);
+  const auto mark = world->attribute(world->at("staged"), kSupersededMark);
+  ASSERT_TRUE(mark);
+  world->makeFolder(world->at("copy"));
+  put(world->at("copy/file"), "old");
+  world->setAttribute(world->at("copy"), kSupersededMark, *mark);
+  EXPECT_EQ(world->fileTrees().swap(world->at("copy"), world->at("live")), 0);
+  EXPECT_EQ(get(world->at("live/file")), "old");
+  EXPECT_EQ(world->names(world->at("copy")).size(), 0U);
+}
+
+TEST_P(FileTreesContract, FailsToSwapATreeThatWasSwappedAwayWithWhatIsMissing) {
+  world->makeFolder(world->at("staged"));
+  world->makeFolder(world->at("live"));
+  put(world->at("live/file"), "old");
+  ASSERT_EQ(world->fileTrees().swap(world->at("staged"), world->at("live")), 0);
+  ASSERT_EQ(world->fileTrees().removeRecursively(world->at("live")), 0);
+  errno = 0;
+  EXPECT_EQ(world->fileTrees().swap(world->at("staged"), world->at("live")), -1);
+  EXPECT_EQ(errno, ENOENT);
   EXPECT_EQ(get(world->at("staged/file")), "old");
 }
 
@@ -187,6 +217,29 @@ TEST_P(FileTreesContract, KeepsTheSourceWhenTheMoveFails) {
   EXPECT_EQ(errno, EISDIR);
   EXPECT_EQ(get(world->at("source")), "text");
   EXPECT_EQ(world->names(world->at("")).size(), 2U);
+}
+
+TEST_P(FileTreesContract, FailsToMoveWhatIsNoRegularFile) {
+  put(world->at("target"), "text");
+  world->makeLink(world->at("link"), "target");
+  world->makeFolder(world->at("folder"));
+  ASSERT_EQ(world->files().makeFIFO(world->at("fifo"), 0600), 0);
+  errno = 0;
+  EXPECT_EQ(world->fileTrees().moveFile(world->at("link"), world->at("moved")), -1);
+  EXPECT_EQ(errno, ELOOP);
+  for (const char* name : {"folder", "fifo"}) {
+    errno = 0;
+    EXPECT_EQ(world->fileTrees().moveFile(world->at(name), world->at("moved")), -1);
+    EXPECT_EQ(errno, EINVAL) << name;
+    EXPECT_TRUE(exists(world->at(name)));
+  }
+  EXPECT_FALSE(exists(world->at("moved")));
+}
+
+TEST_P(FileTreesContract, KeepsAFileThatIsMovedOntoItself) {
+  put(world->at("file"), "text");
+  EXPECT_EQ(world->fileTrees().moveFile(world->at("file"), world->at("file")), 0);
+  EXPECT_EQ(get(world->at("file")), "text");
 }
 
 TEST_P(FileTreesContract, FailsToMoveWhatIsMissing) {

@@ -1,5 +1,6 @@
 #include "host/linux/boot_loader_entries.h"
 
+#include "tests/linux/firmware/loader_variables.h"
 #include "tests/linux/firmware/recorded_log.h"
 #include "tests/linux/firmware/temporary_folder.h"
 
@@ -12,10 +13,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-const std::string kEntry = "marrow-6b29fc40-ca47-4067-b31d-00dd010662da";
-const EFIVariableName kDefault{"LoaderEntryDefault", kBootLoaderVendor};
-const EFIVariableName kOneShot{"LoaderEntryOneShot", kBootLoaderVendor};
 
 // UTF-16LE of ASCII text, no terminator.
 std::string wide(const std::string& text) {
@@ -55,71 +52,71 @@ TEST_F(BootLoaderEntriesTest, AChoiceIsUTF16LittleEndianWithItsTerminator) {
 }
 
 TEST_F(BootLoaderEntriesTest, ALoaderThatPublishesNothingIsGivenThePlainName) {
-  EXPECT_EQ(entries.choose(kEntry, false), 0);
-  EXPECT_EQ(store.read(kDefault), wide(kEntry + ".conf") + kEnd);
-  EXPECT_EQ(store.read(kOneShot), std::nullopt);
+  EXPECT_EQ(entries.choose(kGroupEntry, false), 0);
+  EXPECT_EQ(store.read(kLoaderDefault), wide(kGroupEntry + ".conf") + kEnd);
+  EXPECT_EQ(store.read(kLoaderOneShot), std::nullopt);
 }
 
 TEST_F(BootLoaderEntriesTest, AChoiceForOneTimeLeavesTheLastingOne) {
   entries.choose("lasting", false);
-  EXPECT_EQ(entries.choose(kEntry, true), 0);
-  EXPECT_EQ(store.read(kOneShot), wide(kEntry + ".conf") + kEnd);
-  EXPECT_EQ(store.read(kDefault), wide("lasting.conf") + kEnd);
+  EXPECT_EQ(entries.choose(kGroupEntry, true), 0);
+  EXPECT_EQ(store.read(kLoaderOneShot), wide(kGroupEntry + ".conf") + kEnd);
+  EXPECT_EQ(store.read(kLoaderDefault), wide("lasting.conf") + kEnd);
 }
 
 TEST_F(BootLoaderEntriesTest, AnEntryThatIsNotAmongThePublishedOnesIsRefused) {
   entries.choose("old", false);
-  publish({"auto-windows", kEntry + ".conf.bak", "x" + kEntry + ".conf", kEntry});
-  EXPECT_EQ(entries.choose(kEntry, false), ENOENT);
-  EXPECT_EQ(store.read(kDefault), wide("old.conf") + kEnd);
+  publish({"auto-windows", kGroupEntry + ".conf.bak", "x" + kGroupEntry + ".conf", kGroupEntry});
+  EXPECT_EQ(entries.choose(kGroupEntry, false), ENOENT);
+  EXPECT_EQ(store.read(kLoaderDefault), wide("old.conf") + kEnd);
 }
 
 TEST_F(BootLoaderEntriesTest, AnEntryAmongThePublishedOnesIsChosen) {
-  publish({"other.conf", kEntry + ".conf"});
-  EXPECT_EQ(entries.choose(kEntry, false), 0);
-  EXPECT_EQ(store.read(kDefault), wide(kEntry + ".conf") + kEnd);
+  publish({"other.conf", kGroupEntry + ".conf"});
+  EXPECT_EQ(entries.choose(kGroupEntry, false), 0);
+  EXPECT_EQ(store.read(kLoaderDefault), wide(kGroupEntry + ".conf") + kEnd);
 }
 
 TEST_F(BootLoaderEntriesTest, AUnifiedKernelImageIsAnEntryToo) {
-  publish({kEntry + ".efi"});
-  EXPECT_EQ(entries.choose(kEntry, false), 0);
-  EXPECT_EQ(store.read(kDefault), wide(kEntry + ".efi") + kEnd);
+  publish({kGroupEntry + ".efi"});
+  EXPECT_EQ(entries.choose(kGroupEntry, false), 0);
+  EXPECT_EQ(store.read(kLoaderDefault), wide(kGroupEntry + ".efi") + kEnd);
 }
 
 TEST_F(BootLoaderEntriesTest, AnEntryWithABootCounterIsChosenByAPattern) {
   for (const char* const counter : {"+3", "+3-1", "+0-12"}) {
-    publish({"other.conf", kEntry + counter + ".conf"});
-    EXPECT_EQ(entries.choose(kEntry, false), 0);
-    EXPECT_EQ(store.read(kDefault), wide(kEntry + "*.conf") + kEnd) << counter;
+    publish({"other.conf", kGroupEntry + counter + ".conf"});
+    EXPECT_EQ(entries.choose(kGroupEntry, false), 0);
+    EXPECT_EQ(store.read(kLoaderDefault), wide(kGroupEntry + "*.conf") + kEnd) << counter;
   }
-  publish({kEntry + "+3-1.efi"});
-  EXPECT_EQ(entries.choose(kEntry, false), 0);
-  EXPECT_EQ(store.read(kDefault), wide(kEntry + "*.efi") + kEnd);
+  publish({kGroupEntry + "+3-1.efi"});
+  EXPECT_EQ(entries.choose(kGroupEntry, false), 0);
+  EXPECT_EQ(store.read(kLoaderDefault), wide(kGroupEntry + "*.efi") + kEnd);
 }
 
 TEST_F(BootLoaderEntriesTest, WhatOnlyLooksLikeABootCounterIsNone) {
   for (const char* const tail : {"+", "+-1", "+3-", "+a", "-3", "3", "+3-1-1", "+3+1", "*"}) {
-    publish({kEntry + tail + ".conf"});
-    EXPECT_EQ(entries.choose(kEntry, false), ENOENT) << tail;
+    publish({kGroupEntry + tail + ".conf"});
+    EXPECT_EQ(entries.choose(kGroupEntry, false), ENOENT) << tail;
   }
 }
 
 TEST_F(BootLoaderEntriesTest, APlainEntryIsPreferredToACountedOne) {
-  publish({kEntry + "+3.conf", kEntry + ".conf"});
-  EXPECT_EQ(entries.choose(kEntry, false), 0);
-  EXPECT_EQ(store.read(kDefault), wide(kEntry + ".conf") + kEnd);
+  publish({kGroupEntry + "+3.conf", kGroupEntry + ".conf"});
+  EXPECT_EQ(entries.choose(kGroupEntry, false), 0);
+  EXPECT_EQ(store.read(kLoaderDefault), wide(kGroupEntry + ".conf") + kEnd);
 }
 
 TEST_F(BootLoaderEntriesTest, ThePublishedNamesAreComparedWithoutRegardToCase) {
   publish({"MARROW-6B29FC40-CA47-4067-B31D-00DD010662DA+2.CONF"});
-  EXPECT_EQ(entries.choose(kEntry, false), 0);
-  EXPECT_EQ(store.read(kDefault), wide(kEntry + "*.conf") + kEnd);
+  EXPECT_EQ(entries.choose(kGroupEntry, false), 0);
+  EXPECT_EQ(store.read(kLoaderDefault), wide(kGroupEntry + "*.conf") + kEnd);
 }
 
 TEST_F(BootLoaderEntriesTest, AListThatCannotBeReadIsAFailureAndNotAMissingList) {
   folder.makeFolder(std::string("LoaderEntries-") + kBootLoaderVendor);
-  EXPECT_EQ(entries.choose(kEntry, false), EISDIR);
-  EXPECT_EQ(store.read(kDefault), std::nullopt);
+  EXPECT_EQ(entries.choose(kGroupEntry, false), EISDIR);
+  EXPECT_EQ(store.read(kLoaderDefault), std::nullopt);
 }
 
 TEST_F(BootLoaderEntriesTest, TheListEndsEachNameWithAZeroCharacter) {
@@ -142,28 +139,28 @@ TEST_F(BootLoaderEntriesTest, AChoiceForOneTimeThatThisBootCameFromIsForgotten) 
     set("LoaderEntrySelected", wide("base.conf") + kEnd);
     set("LoaderEntryOneShot", wide(choice) + kEnd);
     EXPECT_EQ(entries.forgetOneShotOfThisBoot(), 0);
-    EXPECT_EQ(store.read(kOneShot), std::nullopt) << choice;
+    EXPECT_EQ(store.read(kLoaderOneShot), std::nullopt) << choice;
   }
 }
 
 TEST_F(BootLoaderEntriesTest, APatternMeansACountedEntryThatThisBootCameFrom) {
-  set("LoaderEntrySelected", wide(kEntry + "+2-1.conf") + kEnd);
-  set("LoaderEntryOneShot", wide(kEntry + "*.conf") + kEnd);
+  set("LoaderEntrySelected", wide(kGroupEntry + "+2-1.conf") + kEnd);
+  set("LoaderEntryOneShot", wide(kGroupEntry + "*.conf") + kEnd);
   EXPECT_EQ(entries.forgetOneShotOfThisBoot(), 0);
-  EXPECT_EQ(store.read(kOneShot), std::nullopt);
+  EXPECT_EQ(store.read(kLoaderOneShot), std::nullopt);
 }
 
 TEST_F(BootLoaderEntriesTest, AChoiceForOneTimeOfAnotherEntryStays) {
   set("LoaderEntrySelected", wide("base.conf") + kEnd);
   set("LoaderEntryOneShot", wide("other.conf") + kEnd);
   EXPECT_EQ(entries.forgetOneShotOfThisBoot(), 0);
-  EXPECT_EQ(store.read(kOneShot), wide("other.conf") + kEnd);
+  EXPECT_EQ(store.read(kLoaderOneShot), wide("other.conf") + kEnd);
 }
 
 TEST_F(BootLoaderEntriesTest, AChoiceForOneTimeStaysWhereTheLoaderDoesNotTellWhatItStarted) {
   set("LoaderEntryOneShot", wide("base.conf") + kEnd);
   EXPECT_EQ(entries.forgetOneShotOfThisBoot(), 0);
-  EXPECT_EQ(store.read(kOneShot), wide("base.conf") + kEnd);
+  EXPECT_EQ(store.read(kLoaderOneShot), wide("base.conf") + kEnd);
 }
 
 TEST_F(BootLoaderEntriesTest, TheEntryOfThisBootIsChosenForTheNext) {

@@ -2,6 +2,7 @@
 
 #include "host/linux/linux_firmware_variables.h"
 #include "tests/host/in_memory_host.h"
+#include "tests/linux/firmware/loader_variables.h"
 #include "tests/linux/firmware/recorded_log.h"
 #include "tests/linux/firmware/temporary_folder.h"
 
@@ -15,9 +16,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-const EFIVariableName kDefault{"LoaderEntryDefault", kBootLoaderVendor};
 const EFIVariableName kDarkBoot{"marrow-dark-boot"};
-const std::string kEntry = "marrow-6b29fc40-ca47-4067-b31d-00dd010662da";
 
 class LinuxInstallerUtilitiesTest : public testing::Test {
  protected:
@@ -32,23 +31,23 @@ class LinuxInstallerUtilitiesTest : public testing::Test {
 
 TEST_F(LinuxInstallerUtilitiesTest, TheEntryIsTheGroupInLowerCase) {
   EXPECT_TRUE(utilities.blessDevice("/dev/" + kSystemVolume, false));
-  EXPECT_EQ(store.read(kDefault), encodeLoaderString(kEntry + ".conf"));
+  EXPECT_EQ(store.read(kLoaderDefault), encodeLoaderString(kGroupEntry + ".conf"));
   EXPECT_THAT(log.texts(), IsEmpty());
 }
 
 TEST_F(LinuxInstallerUtilitiesTest, AnEntryWithABootCounterIsBlessedByAPattern) {
   store.write({"LoaderEntries", kBootLoaderVendor},
-              encodeLoaderString("other.conf") + encodeLoaderString(kEntry + "+3-1.conf"));
+              encodeLoaderString("other.conf") + encodeLoaderString(kGroupEntry + "+3-1.conf"));
   EXPECT_TRUE(utilities.blessDevice("/dev/" + kSystemVolume, false));
-  EXPECT_EQ(store.read(kDefault), encodeLoaderString(kEntry + "*.conf"));
+  EXPECT_EQ(store.read(kLoaderDefault), encodeLoaderString(kGroupEntry + "*.conf"));
 }
 
 TEST_F(LinuxInstallerUtilitiesTest, AnEntryThatTheLoaderDoesNotKnowIsNotBlessed) {
   store.write({"LoaderEntries", kBootLoaderVendor}, encodeLoaderString("other.conf"));
   EXPECT_FALSE(utilities.blessDevice("/dev/" + kSystemVolume, false));
-  EXPECT_EQ(store.read(kDefault), std::nullopt);
-  EXPECT_THAT(log.texts(),
-              ElementsAre("Unable to choose boot entry " + kEntry + ". No such file or directory"));
+  EXPECT_EQ(store.read(kLoaderDefault), std::nullopt);
+  EXPECT_THAT(log.texts(), ElementsAre("Unable to choose boot entry " + kGroupEntry +
+                                       ". No such file or directory"));
 }
 
 TEST_F(LinuxInstallerUtilitiesTest, ARefusedNodeIsNamedInTheLog) {
@@ -64,7 +63,7 @@ TEST_F(LinuxInstallerUtilitiesTest, ARefusedNodeIsNamedInTheLog) {
 TEST_F(LinuxInstallerUtilitiesTest, ASystemVolumeWithoutAGroupIsNotBlessed) {
   machine.partitions.addVolume(kContainer, {"disk0s9", VolumeRole::system, "", false});
   EXPECT_FALSE(utilities.blessDevice("/dev/disk0s9", false));
-  EXPECT_EQ(store.read(kDefault), std::nullopt);
+  EXPECT_EQ(store.read(kLoaderDefault), std::nullopt);
 }
 
 TEST_F(LinuxInstallerUtilitiesTest, ADarkBootIsReadAndDeletedAtTheFirstQuestionOnly) {

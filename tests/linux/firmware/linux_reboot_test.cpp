@@ -1,5 +1,6 @@
 #include "host/linux/linux_reboot.h"
 
+#include "tests/linux/firmware/loader_variables.h"
 #include "tests/linux/firmware/recorded_log.h"
 #include "tests/linux/firmware/temporary_folder.h"
 
@@ -15,20 +16,18 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-const EFIVariableName kOneShot{"LoaderEntryOneShot", kBootLoaderVendor};
-const EFIVariableName kSelected{"LoaderEntrySelected", kBootLoaderVendor};
-
 // Every reboot of this test is a note in a list.
 class LinuxRebootTest : public testing::Test {
  protected:
   LinuxReboot::SystemCalls notedCalls() {
-    return {[this] { calls.push_back("sync"); },
-            [this](int command) {
-              EXPECT_EQ(command, RB_AUTOBOOT);
-              calls.push_back(store.read(kOneShot) ? "reboot into the one-shot entry" : "reboot");
-              errno = failure;
-              return failure == 0 ? 0 : -1;
-            }};
+    return {
+        [this] { calls.push_back("sync"); },
+        [this](int command) {
+          EXPECT_EQ(command, RB_AUTOBOOT);
+          calls.push_back(store.read(kLoaderOneShot) ? "reboot into the one-shot entry" : "reboot");
+          errno = failure;
+          return failure == 0 ? 0 : -1;
+        }};
   }
 
   TemporaryFolder folder;
@@ -62,15 +61,15 @@ TEST_F(LinuxRebootTest, AnyOtherFlagWordIsRefusedAndNothingHappens) {
 }
 
 TEST_F(LinuxRebootTest, TheOneShotEntryThatWasBootedIsForgotten) {
-  store.write(kOneShot, encodeLoaderString("base.conf"));
-  store.write(kSelected, encodeLoaderString("base.conf"));
+  store.write(kLoaderOneShot, encodeLoaderString("base.conf"));
+  store.write(kLoaderSelected, encodeLoaderString("base.conf"));
   EXPECT_EQ(reboot.reboot(kRebootFull), 0);
   EXPECT_THAT(calls, ElementsAre("sync", "reboot"));
 }
 
 TEST_F(LinuxRebootTest, AOneShotEntryForTheNextBootStays) {
-  store.write(kOneShot, encodeLoaderString("next.conf"));
-  store.write(kSelected, encodeLoaderString("base.conf"));
+  store.write(kLoaderOneShot, encodeLoaderString("next.conf"));
+  store.write(kLoaderSelected, encodeLoaderString("base.conf"));
   EXPECT_EQ(reboot.reboot(kRebootFull), 0);
   EXPECT_THAT(calls, ElementsAre("sync", "reboot into the one-shot entry"));
 }

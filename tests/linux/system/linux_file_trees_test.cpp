@@ -6,14 +6,19 @@
 #include "tests/linux/system/recorded_log.h"
 #include "tests/linux/system/text_files.h"
 
+#include <array>
 #include <cerrno>
 #include <filesystem>
+#include <string>
+#include <sys/xattr.h>
 
 namespace marrow {
 
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr char kMark[] = "trusted.marrow.superseded";
 
 class FileTreesOnEachFileSystem : public testing::TestWithParam<const char*> {
  protected:
@@ -68,6 +73,32 @@ TEST_P(FileTreesOnEachFileSystem, MovesAFileFromAnotherFileSystem) {
   EXPECT_EQ(trees.moveFile(elsewhere.at("log"), volume.at("log")), 0);
   EXPECT_EQ(fileText(volume.at("log")).size(), 3U << 20U);
   EXPECT_FALSE(fs::exists(elsewhere.at("log")));
+}
+
+// The mark of a folder; empty when it has none.
+std::string markOf(const std::string& path) {
+  std::array<char, 64> value{};
+  const ssize_t size = ::getxattr(path.c_str(), kMark, value.data(), value.size());
+  return size < 0 ? "" : std::string(value.data(), static_cast<std::size_t>(size));
+}
+void setMark(const std::string& path, const std::string& mark) {
+  EXPECT_EQ(::setxattr(path.c_str(), kMark, mark.data(), mark.size(), 0), 0) << path;
+}
+
+TEST_P(FileTreesOnEachFileSystem, KnowsTheOldTreeByItsMarkButNotACopyOfIt) {
+  fs::create_directories(volume.at("staged"));
+  fs::create_directories(volume.at("live"));
+  writeFile(volume.at("live/file"), "old");
+  ASSERT_EQ(trees.swap(volume.at("staged"), volume.at("live")), 0);
+  EXPECT_EQ(trees.swap(volume.at("staged"), volume.at("live")), 0);
+  EXPECT_TRUE(fs::is_empty(volume.at("live")));
+  const std::string mark = markOf(volume.at("staged"));
+  EXPECT_NE(mark, "");
+  fs::copy(volume.at("staged"), volume.at("copy"), fs::copy_options::recursive);
+  setMark(volume.at("copy"), mark);
+  EXPECT_EQ(trees.swap(volume.at("copy"), volume.at("live")), 0);
+  EXPECT_EQ(fileText(volume.at("live/file")), "old");
+  EXPECT_TRUE(fs::is_empty(volume.at("copy")));
 }
 
 class LinuxFileTreesTest : public testing::Test {
@@ -154,6 +185,17 @@ TEST_F(LinuxFileTreesTest, FlushesTheFileSystemWhereAFolderAloneCannotBeFlushed)
   EXPECT_EQ(trees.swap(folder.at("staged"), folder.at("live")), 0);
   EXPECT_EQ(failingCalls.syncfses, 2);
   EXPECT_EQ(fileText(folder.at("live/file")), "new");
+}
+
+// Inode numbers are given out again: a tree that has the old one's number is another tree.
+TEST_F(LinuxFileTreesTest, SwapsInATreeWhoseMarkNamesAnotherBirth) {
+  stageFolders();
+  ASSERT_EQ(trees.swap(folder.at("staged"), folder.at("live")), 0);
+  const std::string mark = markOf(folder.at("staged"));
+  ASSERT_NE(mark.find(' '), std::string::npos) << mark;
+  setMark(folder.at("staged"), mark.substr(0, mark.find(' ')) + " 1.5");
+  EXPECT_EQ(trees.swap(folder.at("staged"), folder.at("live")), 0);
+  EXPECT_EQ(fileText(folder.at("live/file")), "old");
 }
 
 TEST_F(LinuxFileTreesTest, SwapsNoFolderWithOneInsideIt) {
