@@ -8,6 +8,7 @@
 #include "tests/host/default_machine.h"
 #include "tests/host/in_memory_host.h"
 
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -23,10 +24,25 @@ struct Daemon {
     useLogService(&machine.log);
     manager = MWDaemonManager::init(daemonServices(machine.host()));
   }
+  ~Daemon() { useLogService(nullptr); }
+  Daemon(const Daemon&) = delete;
+  Daemon& operator=(const Daemon&) = delete;
 
   InMemoryHost machine;
   std::shared_ptr<MWDaemonManager> manager;
 };
+
+// A new one every now and then: the machine in memory gets slower with what it has been through.
+Daemon& freshDaemon() {
+  constexpr int kRuns = 200;
+  static std::unique_ptr<Daemon> daemon;
+  static int runs = 0;
+  if (runs++ % kRuns == 0) {
+    daemon.reset();
+    daemon = std::make_unique<Daemon>();
+  }
+  return *daemon;
+}
 
 // What is to be stored; absent when nothing is.
 std::optional<std::string> expected(std::string_view file) {
@@ -43,7 +59,7 @@ std::optional<std::string> expected(std::string_view file) {
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static Daemon daemon;
+  Daemon& daemon = freshDaemon();
   InMemoryHost& machine = daemon.machine;
   const std::string file(fuzzText(data, size));
   machine.firmware.set(kVariable, "old");
