@@ -1,13 +1,12 @@
 #include "host/linux/kernel_log.h"
 
+#include "host/linux/broken_pipe_guard.h"
 #include "host/linux/retry.h"
 #include "host/linux/small_file.h"
 #include "host/linux/text_cut.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
-#include <ctime>
 #include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
@@ -35,34 +34,6 @@ std::string withoutZeros(std::string_view text) {
   }
   return clean;
 }
-
-// A FIFO whose reader has gone answers a write with SIGPIPE, which must not end the daemon: the
-// signal is held off this thread and taken back (signal(7)).
-class BrokenPipeGuard {
- public:
-  BrokenPipeGuard() {
-    sigset_t pending;
-    sigpending(&pending);
-    _wasPending = sigismember(&pending, SIGPIPE) == 1;
-    sigemptyset(&_brokenPipe);
-    sigaddset(&_brokenPipe, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &_brokenPipe, &_before);
-  }
-  BrokenPipeGuard(const BrokenPipeGuard&) = delete;
-  BrokenPipeGuard& operator=(const BrokenPipeGuard&) = delete;
-  ~BrokenPipeGuard() {
-    if (!_wasPending) {
-      const timespec atOnce{};
-      sigtimedwait(&_brokenPipe, nullptr, &atOnce);
-    }
-    pthread_sigmask(SIG_SETMASK, &_before, nullptr);
-  }
-
- private:
-  sigset_t _brokenPipe{};
-  sigset_t _before{};
-  bool _wasPending = false;
-};
 
 bool waitUntilWritable(int descriptor) {
   pollfd waiting{descriptor, POLLOUT, 0};

@@ -11,7 +11,7 @@ namespace marrow {
 struct PartitionEntry {
   unsigned number = 0;  // from 1, as the kernel numbers partitions
   std::string type;     // the type's UUID in lower case
-  std::string name;     // UTF-8
+  std::string name;     // UTF-8, unless the table's UTF-16 has half of a pair
 };
 
 // The entries of a GPT in the table's order. Absent with errno set when the node cannot be read, or

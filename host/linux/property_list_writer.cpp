@@ -102,7 +102,8 @@ bool Writer::appendText(pugi::xml_node parent, const char* type, const std::stri
     return fail(formatText("a <%s> that XML cannot hold", type));
   }
   pugi::xml_node element = parent.append_child(type);
-  return text.empty() || element.append_child(pugi::node_pcdata).set_value(text.c_str());
+  return text.empty() ||
+         element.append_child(pugi::node_pcdata).set_value(xmlContent(text).c_str());
 }
 
 bool Writer::isWithinDepth(int depth) {
@@ -143,7 +144,9 @@ std::optional<std::string> writePropertyList(const PropertyListDictionary& dicti
     return std::nullopt;
   }
   StringWriter writer;
-  document.save(writer, "\t", pugi::format_indent, pugi::encoding_utf8);
+  // The texts are XML already: pugixml leaves carriage returns as they are.
+  constexpr unsigned kFormat = pugi::format_indent | pugi::format_no_escapes;
+  document.save(writer, "\t", kFormat, pugi::encoding_utf8);
   std::string text = writer.take();
   if (text.size() > kPropertyListSizeLimit) {
     problem = "larger than 64 MiB";

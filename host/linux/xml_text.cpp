@@ -114,6 +114,30 @@ bool appendXMLContent(std::string_view content, std::string& text) {
   }
 }
 
+std::string xmlContent(std::string_view text) {
+  std::string content;
+  content.reserve(text.size());
+  for (const char character : text) {
+    switch (character) {
+      case '&':
+        content += "&amp;";
+        break;
+      case '<':
+        content += "&lt;";
+        break;
+      case '>':
+        content += "&gt;";
+        break;
+      case '\r':
+        content += "&#13;";
+        break;
+      default:
+        content += character;
+    }
+  }
+  return content;
+}
+
 bool hasInternalSubset(std::string_view documentType) {
   char quote = '\0';
   for (const char character : documentType) {

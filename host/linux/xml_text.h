@@ -18,6 +18,10 @@ std::size_t firstLineOutsideXML(std::string_view text);
 // characters are put in (sections 4.1, 4.6). False at any other reference.
 bool appendXMLContent(std::string_view content, std::string& text);
 
+// The content of an element that means this text. A carriage return is written as a reference: as a
+// character of its own it would be read as a line feed (section 2.11).
+std::string xmlContent(std::string_view text);
+
 // True when what stands between "<!DOCTYPE" and its end holds declarations in square brackets
 // (section 2.8).
 bool hasInternalSubset(std::string_view documentType);

@@ -167,24 +167,24 @@ TEST_F(BootLoaderEntriesTest, TheEntryOfThisBootIsChosenForTheNext) {
   for (const char* const entry : {"base.conf", "base.efi", "auto-base", "base+x.conf", "+3.conf"}) {
     set("LoaderEntrySelected", wide(entry) + kEnd);
     EXPECT_EQ(entries.repeatThisBoot(), 0);
-    EXPECT_EQ(store.read(kOneShot), wide(entry) + kEnd);
+    EXPECT_EQ(store.read(kLoaderOneShot), wide(entry) + kEnd);
   }
 }
 
 TEST_F(BootLoaderEntriesTest, ACountedEntryOfThisBootIsChosenByAPattern) {
   set("LoaderEntrySelected", wide("BASE+2-1.conf") + kEnd);
   EXPECT_EQ(entries.repeatThisBoot(), 0);
-  EXPECT_EQ(store.read(kOneShot), wide("base*.conf") + kEnd);
+  EXPECT_EQ(store.read(kLoaderOneShot), wide("base*.conf") + kEnd);
   set("LoaderEntrySelected", wide("base+3.efi") + kEnd);
   EXPECT_EQ(entries.repeatThisBoot(), 0);
-  EXPECT_EQ(store.read(kOneShot), wide("base*.efi") + kEnd);
+  EXPECT_EQ(store.read(kLoaderOneShot), wide("base*.efi") + kEnd);
 }
 
 TEST_F(BootLoaderEntriesTest, WhereTheLoaderDoesNotTellWhatItStartedNothingIsRepeated) {
   EXPECT_EQ(entries.repeatThisBoot(), ENOENT);
   set("LoaderEntrySelected", std::string("\xe9\0\0\0", 4));
   EXPECT_EQ(entries.repeatThisBoot(), EINVAL);
-  EXPECT_EQ(store.read(kOneShot), std::nullopt);
+  EXPECT_EQ(store.read(kLoaderOneShot), std::nullopt);
 }
 
 TEST_F(BootLoaderEntriesTest, NothingToForgetIsNoFailure) {

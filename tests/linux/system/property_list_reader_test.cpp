@@ -279,6 +279,19 @@ TEST(PropertyListReader, ReadsManyKeysInAMoment) {
   EXPECT_EQ(read->entries().size(), 50'000U);
 }
 
+// XML reads a line end of any kind as a line feed, unless it is written as a reference.
+TEST(PropertyListReader, GivesBackEveryCharacterThatWasWritten) {
+  for (const char* text :
+       {"\r", "a\r\nb", " \r\n\t", "\n", "]]>", "<a>&amp;\"'", "&#13;", "\x7F"}) {
+    PropertyListDictionary list;
+    list.set(text, string(text));
+    std::string problem;
+    const auto written = writePropertyList(list, problem);
+    ASSERT_TRUE(written) << problem;
+    EXPECT_EQ(readPropertyList(*written, problem), list) << *written;
+  }
+}
+
 // Whatever stands in a file, reading it ends, and what was read can be written and read again.
 class RandomPropertyLists : public testing::TestWithParam<unsigned> {
  protected:
