@@ -57,7 +57,10 @@ void stageFirmware(const FirmwareStore& firmware, const Scenario& scenario, std:
   if (scenario.simulation) {
     firmware.set("postota-sim-step", scenario.simulation->operation);
     firmware.set("postota-sim-command", scenario.simulation->command);
-    firmware.set("postota-sim-repeat", scenario.simulation->repeat);
+    // Firmware takes an empty value for a deletion.
+    if (!scenario.simulation->repeat.empty()) {
+      firmware.set("postota-sim-repeat", scenario.simulation->repeat);
+    }
   }
 }
 

@@ -31,7 +31,8 @@ void makeMutable(const std::filesystem::path& file) {
 void writeVariable(const std::filesystem::path& file, std::string_view bytes) {
   makeMutable(file);
   const Descriptor variable = openFile(file, O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  writeAll(variable.number(), std::string(kAttributes) + std::string(bytes));
+  const std::string value = std::string(kAttributes) + std::string(bytes);
+  checked(::write(variable.number(), value.data(), value.size()), "write " + file.string());
 }
 
 std::optional<std::string> readVariable(const std::filesystem::path& file) {

@@ -4,6 +4,7 @@
 #include "rehearsal/options.h"
 #include "rehearsal/problem.h"
 #include "rehearsal/rehearsal.h"
+#include "rehearsal/vm/vm_cuts.h"
 #include "rehearsal/vm/vm_rehearsal.h"
 
 #include <cstdio>
@@ -51,7 +52,7 @@ int rehearseAs(const Options& options) {
 int rehearse(const Options& options) {
   if (options.virtualMachine) {
     requireWhatVmNeeds(options);
-    return rehearseAs<VmRehearsal>(options);
+    return options.cuts ? rehearseAs<VmCuts>(options) : rehearseAs<VmRehearsal>(options);
   }
   requireWhatIsNeeded(options);
   return rehearseAs<Rehearsal>(options);

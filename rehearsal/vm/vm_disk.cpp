@@ -35,12 +35,6 @@ std::string baseAddition(const VmDiskContent& content) {
   return archiveOf(folder.path());
 }
 
-std::string planArchive(const GuestPlan& plan) {
-  const ScratchFolder folder;
-  writeFile(folder.path() / kGuestPlanFile, jsonOf(plan));
-  return archiveOf(folder.path());
-}
-
 void fillEfiSystem(const std::filesystem::path& root, const BootDisk& disk,
                    const VmDiskContent& content) {
   putPart(content.parts.loader, root, efi_path::kLoader);
@@ -67,6 +61,12 @@ void makeVolume(const std::filesystem::path& image, const Partition& partition,
 }
 
 }  // namespace
+
+std::string planArchive(const GuestPlan& plan) {
+  const ScratchFolder folder;
+  writeFile(folder.path() / kGuestPlanFile, jsonOf(plan));
+  return archiveOf(folder.path());
+}
 
 BootDisk planVmDisk(const VmParts& parts, const TreeSize& size) {
   std::uint64_t bytes = kRoomOnFat;

@@ -21,6 +21,9 @@ struct VmDiskContent {
   const GuestPlan& plan;
 };
 
+// The plan of the agent's systems, as an archive that the kernel takes beside theirs.
+std::string planArchive(const GuestPlan& plan);
+
 // A planned disk (planDisk) with an EFI system partition that holds those parts.
 BootDisk planVmDisk(const VmParts& parts, const TreeSize& size);
 

@@ -1,9 +1,11 @@
 #include "rehearsal/vm/vm_machine.h"
 
 #include "rehearsal/files.h"
+#include "rehearsal/problem.h"
 #include "rehearsal/workplace.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 namespace marrow::rehearsal {
 namespace {
@@ -26,6 +28,11 @@ VmMachine::VmMachine(const VmParts& parts, int disk, int firmwareVariables)
 
 VmMachine VmMachine::copy() const {
   return VmMachine(*_parts, _disk.number(), _firmwareVariables.number());
+}
+
+void VmMachine::takeDiskOf(const VmMachine& other) {
+  checked(::ftruncate(_disk.number(), 0), "empty a disk image");
+  copySparse(other._disk.number(), _disk.number());
 }
 
 std::filesystem::path VmMachine::disk() const { return pathOfDescriptor(_disk.number()); }

@@ -17,6 +17,9 @@ class VmMachine {
   // As it is now. It must not be running.
   VmMachine copy() const;
 
+  // Puts what the other's disk holds in the place of its own.
+  void takeDiskOf(const VmMachine& other);
+
   std::filesystem::path disk() const;
   std::filesystem::path firmwareVariables() const;
 

@@ -7,6 +7,7 @@
 #include "rehearsal/kept_files.h"
 #include "rehearsal/problem.h"
 #include "rehearsal/vm/accelerator.h"
+#include "rehearsal/vm/cut_outcome.h"
 #include "rehearsal/vm/disk_image.h"
 #include "rehearsal/vm/vm_disk.h"
 
@@ -92,7 +93,7 @@ VmMachine VmRehearsal::prepare() {
 std::vector<VmBoot> VmRehearsal::boot(const QemuSettings& settings, const VmRunPlan& plan) {
   std::vector<VmBoot> boots = runVm(settings, plan, _view, _interruption);
   for (const VmBoot& boot : boots) {
-    std::string name = nameOf(boot) + "-console.log";
+    std::string name = plan.logPrefix + nameOf(boot) + "-console.log";
     std::ranges::replace(name, ' ', '-');
     saveConsole(boot.run, logs() / name);
     requireGoodEnd(boot, _inputs.logs->path() / name);
@@ -100,12 +101,16 @@ std::vector<VmBoot> VmRehearsal::boot(const QemuSettings& settings, const VmRunP
   return boots;
 }
 
+Report VmRehearsal::emptyReport() const {
+  return {.scenario = _scenario.name,
+          .outcome = _scenario.outcome,
+          .disk = "ext4, in a virtual machine",
+          .seed = _seed,
+          .logs = _inputs.logs->path()};
+}
+
 Report VmRehearsal::run() {
-  Report report{.scenario = _scenario.name,
-                .outcome = _scenario.outcome,
-                .disk = "ext4, in a virtual machine",
-                .seed = _seed,
-                .logs = _inputs.logs->path()};
+  Report report = emptyReport();
   const VmMachine machine = prepare();
   const std::vector<VmBoot> boots =
       boot(machine.settings(_accelerator), {.screenshot = logs() / "screen.png"});
@@ -119,17 +124,55 @@ Report VmRehearsal::run() {
   return report;
 }
 
+// A new system that enters the base system once more has reported by then: up to there it is the
+// first upgrade, from there on the second.
 std::vector<Row> VmRehearsal::rows(const std::vector<VmBoot>& boots) const {
-  const GuestReport* const last = lastReport(boots);
-  if (!boots.front().report || last == nullptr) {
-    throw Problem("The machine did not report at its beginning and its end; its consoles are in " +
-                  _inputs.logs->path().string() + ".");
+  const auto reportOf = [&](const char* system) -> const GuestReport& {
+    const auto found = std::ranges::find_if(
+        boots, [&](const VmBoot& boot) { return boot.report && boot.system == system; });
+    if (found == boots.end()) {
+      throw Problem(std::string("No ") + system + " has reported; the consoles are in " +
+                    _inputs.logs->path().string() + ".");
+    }
+    return *found->report;
+  };
+  const Snapshot& before = reportOf(guest_system::kInstaller).snapshot;
+  const Expectation expected = expectation(before);
+  const std::string last = expectedSystems(_scenario, _disk, expected).back();
+  const Snapshot& after = reportOf(last.c_str()).snapshot;
+  std::vector<Row> all = compareSnapshots(before, after, expected);
+  if (_scenario.enteredTwice) {
+    std::ranges::move(rowsOfSecondEntry(after, boots), std::back_inserter(all));
   }
-  const Snapshot& before = boots.front().report->snapshot;
-  const Expectation expectation = expectedVmEnd(_scenario, _disk, before, migratorWords());
-  std::vector<Row> all = compareSnapshots(before, last->snapshot, expectation);
-  std::ranges::move(compareBoots(boots, _scenario, _disk, expectation), std::back_inserter(all));
+  std::ranges::move(compareBoots(boots, _scenario, _disk, expected), std::back_inserter(all));
   return all;
+}
+
+std::vector<Row> VmRehearsal::rowsOfSecondEntry(const Snapshot& before,
+                                                const std::vector<VmBoot>& boots) const {
+  const GuestReport* const last = lastReport(boots);
+  if (last == nullptr) {
+    throw Problem("The machine has not reported at its end.");
+  }
+  std::vector<Row> again = compareSnapshots(before, last->snapshot, expectation(before));
+  for (Row& row : again) {
+    row.key = "again." + row.key;
+    row.what = "second time: " + row.what;
+  }
+  return again;
+}
+
+std::vector<std::string> VmRehearsal::lossesInTheEnd(const Snapshot& before,
+                                                     const std::vector<VmBoot>& boots) const {
+  const GuestReport* const last = lastReport(boots);
+  if (last == nullptr || last->system != guest_system::kNew) {
+    return {"in the end: the new system has not started"};
+  }
+  return lossesIn(compareSnapshots(before, last->snapshot, expectation(before)), "in the end");
+}
+
+Expectation VmRehearsal::expectation(const Snapshot& before) const {
+  return expectedVmEnd(_scenario, _disk, before, migratorWords());
 }
 
 MigratorWords VmRehearsal::migratorWords() const {

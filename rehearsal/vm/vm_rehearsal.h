@@ -39,15 +39,25 @@ class VmRehearsal {
   // agent reports one.
   std::vector<VmBoot> boot(const QemuSettings& settings, const VmRunPlan& plan);
 
-  // The plan of the small systems, as an archive that the kernel takes.
+  // Of the small systems.
   GuestPlan guestPlan() const;
 
-  MigratorWords migratorWords() const;
+  // Without rows and runs.
+  Report emptyReport() const;
+
+  // A sentence for each thing that is not as it has to be when the boots are over, `before` being
+  // how things stood when the update had been staged.
+  std::vector<std::string> lossesInTheEnd(const Snapshot& before,
+                                          const std::vector<VmBoot>& boots) const;
   std::filesystem::path logs() const { return _inputs.logs->reach(); }
   std::uint64_t seed() const { return _seed; }
 
  private:
   std::vector<Row> rows(const std::vector<VmBoot>& boots) const;
+  std::vector<Row> rowsOfSecondEntry(const Snapshot& before,
+                                     const std::vector<VmBoot>& boots) const;
+  Expectation expectation(const Snapshot& before) const;
+  MigratorWords migratorWords() const;
   void keep(const VmMachine& machine) const;
 
   const Options& _options;

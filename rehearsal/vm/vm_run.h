@@ -30,6 +30,8 @@ struct VmBoot {
 
 struct VmRunPlan {
   int firstNumber = 1;
+  // Before the name of each boot's log.
+  std::string logPrefix{};
   // A machine that begins one boot more is killed.
   int bootsAtMost = 5;
   std::chrono::seconds longestBoot{300};

@@ -40,10 +40,20 @@ GuestReport Guest::run(const std::string& system) {
     _end = GuestEnd::kRestart;
   }
   GuestReport report{.system = system, .snapshot = snapshot(), .problem = {}};
-  if (system == guest_system::kNew && _scenario.enteredTwice && !_firmware.get(kEnteredTwice)) {
-    enterBaseSystemAgain();
+  if (hasToEnterAgain(system)) {
+    enterBaseSystem();
   }
   return report;
+}
+
+// An old system that finds an update proposed which no base system has begun (it counts its starts)
+// asks for it once more, as the update service of a real one does: the boot loader's word for the
+// next boot is used up when the machine loses its power while the base system is being loaded.
+bool Guest::hasToEnterAgain(const std::string& system) const {
+  if (system == guest_system::kOld) {
+    return _firmware.get("marrow-nonce-proposed") && !_firmware.get("marrow-retry");
+  }
+  return system == guest_system::kNew && _scenario.enteredTwice && !_firmware.get(kEnteredTwice);
 }
 
 void Guest::stage() {
@@ -63,8 +73,10 @@ void Guest::stageOn(const Partition& partition) {
   }
 }
 
-void Guest::enterBaseSystemAgain() {
-  _firmware.set(kEnteredTwice, "1");
+void Guest::enterBaseSystem() {
+  if (_scenario.enteredTwice) {
+    _firmware.set(kEnteredTwice, "1");
+  }
   _firmware.setLoader("LoaderEntryOneShot", kBaseEntry);
   _end = GuestEnd::kRestart;
 }

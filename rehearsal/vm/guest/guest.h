@@ -29,7 +29,8 @@ class Guest {
  private:
   void stage();
   void stageOn(const Partition& partition);
-  void enterBaseSystemAgain();
+  bool hasToEnterAgain(const std::string& system) const;
+  void enterBaseSystem();
   Snapshot snapshot() const;
 
   GuestPlan _plan;
