@@ -37,6 +37,7 @@ void requireNamespaces() {
 }
 
 void requireWhatIsNeeded(const Options& options) {
+  scenarioNamed(options.scenario);
   requireNamespaces();
   requireProgram("sfdisk", "fdisk");
   requireProgram("mount", "mount");

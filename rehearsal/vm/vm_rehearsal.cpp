@@ -43,6 +43,7 @@ void copyTo(const std::filesystem::path& from, const std::filesystem::path& to) 
 }  // namespace
 
 void requireWhatVmNeeds(const Options& options) {
+  scenarioNamed(options.scenario, Stage::kVirtualMachine);
   requireQemu();
   requireImagePrograms();
   if (!options.disk.empty()) {
@@ -124,37 +125,36 @@ Report VmRehearsal::run() {
   return report;
 }
 
-// A new system that enters the base system once more has reported by then: up to there it is the
-// first upgrade, from there on the second.
 std::vector<Row> VmRehearsal::rows(const std::vector<VmBoot>& boots) const {
-  const auto reportOf = [&](const char* system) -> const GuestReport& {
-    const auto found = std::ranges::find_if(
-        boots, [&](const VmBoot& boot) { return boot.report && boot.system == system; });
-    if (found == boots.end()) {
-      throw Problem(std::string("No ") + system + " has reported; the consoles are in " +
-                    _inputs.logs->path().string() + ".");
-    }
-    return *found->report;
-  };
-  const Snapshot& before = reportOf(guest_system::kInstaller).snapshot;
-  const Expectation expected = expectation(before);
-  const std::string last = expectedSystems(_scenario, _disk, expected).back();
-  const Snapshot& after = reportOf(last.c_str()).snapshot;
-  std::vector<Row> all = compareSnapshots(before, after, expected);
-  if (_scenario.enteredTwice) {
-    std::ranges::move(rowsOfSecondEntry(after, boots), std::back_inserter(all));
+  const GuestReport* const last = lastReport(boots);
+  if (!boots.front().report || last == nullptr) {
+    throw Problem("The machine did not report at its beginning and its end; its consoles are in " +
+                  _inputs.logs->path().string() + ".");
   }
+  const Snapshot& before = boots.front().report->snapshot;
+  const Expectation expected = expectation(before);
+  std::vector<Row> all = compareSnapshots(before, lastOfFirstRun(boots).snapshot, expected);
+  std::ranges::move(rowsOfSecondEntry(boots), std::back_inserter(all));
   std::ranges::move(compareBoots(boots, _scenario, _disk, expected), std::back_inserter(all));
   return all;
 }
 
-std::vector<Row> VmRehearsal::rowsOfSecondEntry(const Snapshot& before,
-                                                const std::vector<VmBoot>& boots) const {
-  const GuestReport* const last = lastReport(boots);
-  if (last == nullptr) {
-    throw Problem("The machine has not reported at its end.");
+// A new system that enters the base system once more has reported by then: up to there it was the
+// first upgrade, from there on it is the second.
+const GuestReport& VmRehearsal::lastOfFirstRun(const std::vector<VmBoot>& boots) const {
+  const auto found = std::ranges::find_if(boots, [&](const VmBoot& boot) {
+    return _scenario.enteredTwice && boot.report && boot.system == guest_system::kNew;
+  });
+  return found == boots.end() ? *lastReport(boots) : *found->report;
+}
+
+std::vector<Row> VmRehearsal::rowsOfSecondEntry(const std::vector<VmBoot>& boots) const {
+  if (!_scenario.enteredTwice) {
+    return {};
   }
-  std::vector<Row> again = compareSnapshots(before, last->snapshot, expectation(before));
+  const Snapshot& before = lastOfFirstRun(boots).snapshot;
+  std::vector<Row> again =
+      compareSnapshots(before, lastReport(boots)->snapshot, expectation(before));
   for (Row& row : again) {
     row.key = "again." + row.key;
     row.what = "second time: " + row.what;

@@ -54,8 +54,8 @@ class VmRehearsal {
 
  private:
   std::vector<Row> rows(const std::vector<VmBoot>& boots) const;
-  std::vector<Row> rowsOfSecondEntry(const Snapshot& before,
-                                     const std::vector<VmBoot>& boots) const;
+  const GuestReport& lastOfFirstRun(const std::vector<VmBoot>& boots) const;
+  std::vector<Row> rowsOfSecondEntry(const std::vector<VmBoot>& boots) const;
   Expectation expectation(const Snapshot& before) const;
   MigratorWords migratorWords() const;
   void keep(const VmMachine& machine) const;
