@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdio>
+#include <sstream>
 
 namespace marrow::rehearsal {
 namespace {
@@ -13,6 +13,8 @@ constexpr std::size_t kCellHeight = 16;
 // A "#" of the console's font has about 40 lit points, a "." about 4.
 constexpr int kFullCell = 20;
 constexpr int kLitFrom = 128;
+constexpr unsigned kMostLight = 255;
+constexpr std::size_t kLongestHead = 64;
 
 using Cell = std::array<std::uint8_t, kCellHeight>;
 
@@ -59,15 +61,16 @@ std::optional<int> barIn(const std::vector<Cell>& cells, std::size_t begin) {
 }  // namespace
 
 std::optional<Picture> pictureFrom(std::string_view ppm) {
-  const std::string head(ppm.substr(0, 64));
+  std::istringstream head(std::string(ppm.substr(0, kLongestHead)));
+  std::string kind;
+  unsigned most = 0;
   Picture picture;
-  int length = 0;
-  if (std::sscanf(head.c_str(), "P6 %zu %zu 255%n", &picture.width, &picture.height, &length) !=
-          2 ||
-      length == 0) {
+  head >> kind >> picture.width >> picture.height >> most;
+  if (!head || head.eof() || kind != "P6" || most != kMostLight) {
     return std::nullopt;
   }
-  const std::string_view points = ppm.substr(std::min(ppm.size(), std::size_t(length) + 1));
+  // One character of white space stands behind the head.
+  const std::string_view points = ppm.substr(static_cast<std::size_t>(head.tellg()) + 1);
   if (points.size() != picture.width * picture.height * 3) {
     return std::nullopt;
   }

@@ -19,11 +19,11 @@ namespace marrow::rehearsal {
 namespace {
 
 constexpr int kMostBoots = 3;
-// A run writes about so many lines, most of them while it changes something: three cuts of four
-// come shortly after one of them, and so find these moments more often than one at a random time
-// would.
-constexpr std::size_t kLinesToCutAt = 34;
-constexpr unsigned kLongestDelay = 400;
+// These lines of the daemon come while it changes something: three cuts of four come shortly after
+// one of them, and so find these moments more often than one at a random time would.
+constexpr unsigned kFirstLine = 22;
+constexpr unsigned kLastLine = 40;
+constexpr unsigned kLongestDelay = 120;
 // The others come at any time of a boot.
 constexpr unsigned kUsualBoot = 25000;
 
@@ -82,14 +82,14 @@ CutPlan VmCuts::planCut(unsigned number) const {
                 std::chrono::milliseconds(static_cast<long>(*_options.cutAtSeconds * 1000))};
   }
   std::mt19937_64 generator(_rehearsal.seed() + number);
-  const auto upTo = [&](unsigned most) {
-    return std::uniform_int_distribution<unsigned>(0, most)(generator);
+  const auto choose = [&](unsigned least, unsigned most) {
+    return std::uniform_int_distribution<unsigned>(least, most)(generator);
   };
-  if (upTo(3) == 0) {
-    return {.afterStart = std::chrono::milliseconds(upTo(kUsualBoot))};
+  if (choose(0, 3) == 0) {
+    return {.afterStart = std::chrono::milliseconds(choose(0, kUsualBoot))};
   }
-  return {.afterLines = upTo(kLinesToCutAt),
-          .afterThose = std::chrono::milliseconds(upTo(kLongestDelay))};
+  return {.afterLines = choose(kFirstLine, kLastLine),
+          .afterThose = std::chrono::milliseconds(choose(0, kLongestDelay))};
 }
 
 CutOutcome VmCuts::cutOnce(unsigned number, std::vector<Row>& rows) {

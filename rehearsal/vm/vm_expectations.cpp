@@ -18,9 +18,9 @@ std::string joined(const std::vector<std::string>& names) {
 
 std::vector<std::string> systemsOf(const std::vector<VmBoot>& boots) {
   std::vector<std::string> names;
-  for (const VmBoot& boot : boots) {
-    names.push_back(boot.system.empty() ? "nothing" : boot.system);
-  }
+  std::ranges::transform(boots, std::back_inserter(names), [](const VmBoot& boot) {
+    return boot.system.empty() ? "nothing" : boot.system;
+  });
   return names;
 }
 

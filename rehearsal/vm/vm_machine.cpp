@@ -26,9 +26,7 @@ VmMachine::VmMachine(const VmParts& parts)
 VmMachine::VmMachine(const VmParts& parts, int disk, int firmwareVariables)
     : _parts(&parts), _disk(copyOf(disk)), _firmwareVariables(copyOf(firmwareVariables)) {}
 
-VmMachine VmMachine::copy() const {
-  return VmMachine(*_parts, _disk.number(), _firmwareVariables.number());
-}
+VmMachine VmMachine::copy() const { return {*_parts, _disk.number(), _firmwareVariables.number()}; }
 
 void VmMachine::takeDiskOf(const VmMachine& other) {
   checked(::ftruncate(_disk.number(), 0), "empty a disk image");

@@ -19,9 +19,9 @@ std::filesystem::path besideTheBuild() {
 
 VmParts findVmParts(const std::filesystem::path& folder) {
   const auto place = folder.empty() ? besideTheBuild() : std::filesystem::canonical(folder);
-  const VmParts parts{.kernel = place / "vmlinuz",
-                      .baseSystem = place / "base-system.img",
-                      .agentSystem = place / "agent-system.img"};
+  VmParts parts{.kernel = place / "vmlinuz",
+                .baseSystem = place / "base-system.img",
+                .agentSystem = place / "agent-system.img"};
   for (const auto& file : {parts.kernel, parts.baseSystem, parts.agentSystem}) {
     require(file, "make it with `tools/vm-parts`");
   }
