@@ -92,20 +92,33 @@ CutPlan VmCuts::planCut(unsigned number) const {
           .afterThose = std::chrono::milliseconds(choose(0, kLongestDelay))};
 }
 
+// A machine that cannot be brought to its end is lost, and the others are still cut.
 CutOutcome VmCuts::cutOnce(unsigned number, std::vector<Row>& rows) {
   VmMachine machine = _start.copy();
-  const VmBoot cut = bootUntilCut(machine, number);
-  const Snapshot atCut = inspect(machine, number);
-  const std::vector<VmBoot> boots = bootAfterCut(machine, number);
-  CutOutcome outcome{.place = placeOfCut(cut), .boots = boots.size()};
-  const std::string newEntry = entryOf(_rehearsal.bootDisk().group);
-  outcome.losses = lossesIn(compareAtVmCut(_before, atCut, cut, newEntry), "at the cut");
-  std::ranges::move(_rehearsal.lossesInTheEnd(_before, boots), std::back_inserter(outcome.losses));
+  VmBoot cut;
+  CutOutcome outcome{.place = "somewhere"};
+  try {
+    cut = bootUntilCut(machine, number);
+    outcome.place = placeOfCut(cut);
+    judge(machine, number, cut, outcome);
+  } catch (const Problem& problem) {
+    outcome.losses.emplace_back(problem.what());
+  }
   rows.push_back(rowOf(number, cut, outcome));
   for (const std::string& loss : outcome.losses) {
     _view.say("LOST: " + loss);
   }
   return outcome;
+}
+
+void VmCuts::judge(const VmMachine& machine, unsigned number, const VmBoot& cut,
+                   CutOutcome& outcome) {
+  const Snapshot atCut = inspect(machine, number);
+  const std::string newEntry = entryOf(_rehearsal.bootDisk().group);
+  outcome.losses = lossesIn(compareAtVmCut(_before, atCut, cut, newEntry), "at the cut");
+  const std::vector<VmBoot> boots = bootAfterCut(machine, number);
+  outcome.boots = boots.size();
+  std::ranges::move(_rehearsal.lossesInTheEnd(_before, boots), std::back_inserter(outcome.losses));
 }
 
 // What the machine's disk holds of the writes after the last flush is chosen by chance, as the

@@ -17,6 +17,8 @@ class VmCuts {
  private:
   CutPlan planCut(unsigned number) const;
   CutOutcome cutOnce(unsigned number, std::vector<Row>& rows);
+  // Looks at the machine and starts it again.
+  void judge(const VmMachine& machine, unsigned number, const VmBoot& cut, CutOutcome& outcome);
   VmBoot bootUntilCut(VmMachine& machine, unsigned number);
   Snapshot inspect(const VmMachine& machine, unsigned number);
   std::vector<VmBoot> bootAfterCut(const VmMachine& machine, unsigned number);
