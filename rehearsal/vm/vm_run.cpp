@@ -57,6 +57,8 @@ class Watch {
     _boots.push_back(std::move(next));
     _start = Clock::now();
     _lastLook = milliseconds(0);
+    _daemonRuns = false;
+    _daemonLines = 0;
   }
 
   void waitForNews() {
@@ -95,7 +97,20 @@ class Watch {
     }
     boot().run.console.push_back({sinceStart(), line});
     _view.consoleLine(sinceStart(), nameOf(boot()) + " | " + line);
-    planCut(line);
+    noticeDaemon(line);
+    planCut();
+  }
+
+  // What it shows may be gone soon after: each of its lines is an occasion to look.
+  void noticeDaemon(const std::string& line) {
+    if (!_daemonRuns && line.find(kDaemonBegins) == std::string::npos) {
+      return;
+    }
+    _daemonRuns = true;
+    ++_daemonLines;
+    if (_screen) {
+      _screen->look();
+    }
   }
 
   void takeReport(const std::string& line) {
@@ -153,12 +168,10 @@ class Watch {
   }
 
   // Only the first boot is cut.
-  void planCut(const std::string& line) {
+  void planCut() {
     if (!_plan.cut || _cutDue || _boots.size() > 1 || _plan.cut->afterStart) {
       return;
     }
-    _daemonRuns = _daemonRuns || line.find(kDaemonBegins) != std::string::npos;
-    _daemonLines += _daemonRuns ? 1 : 0;
     if (_daemonLines > _plan.cut->afterLines) {
       _cutDue = sinceStart() + _plan.cut->afterThose;
     }

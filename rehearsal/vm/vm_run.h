@@ -17,7 +17,7 @@ namespace marrow::rehearsal {
 inline constexpr const char* kBaseSystem = "base-system";
 
 struct VmBoot {
-  enum class End { kRestart, kPowerOff, kCut, kTimeUp, kTooMany };
+  enum class End { kRestart, kPowerOff, kCut, kTimeUp };
   // Counted from 1 over the whole rehearsal.
   int number = 1;
   // One of guest_system, kBaseSystem, or empty while no kernel has started.
