@@ -50,8 +50,7 @@ std::optional<std::string> TemporaryMounts::mount(const BlockDevice& device, boo
   if (!target) {
     return std::nullopt;
   }
-  auto failure =
-      source ? bindMount(*source, *target, readOnly) : mountNode(device, *target, readOnly);
+  auto failure = source ? bind(*source, *target, readOnly) : mountNode(device, *target, readOnly);
   if (failure) {
     removeDirectory(*target);
     storeError(error, std::move(failure));
