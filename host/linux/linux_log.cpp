@@ -14,16 +14,16 @@ class Channel final : public LogHandle {
   Channel(LinuxLog& log, std::string subsystem, std::string category)
       : _log(log), _subsystem(std::move(subsystem)), _category(std::move(category)) {}
 
-  void log(LogLevel level, const std::string& text) override {
+ private:
+  void write(LogLevel level, const std::string& text, const LogOrigin& origin) override {
     const ErrnoKeeper keeper;
     try {
-      _log.log({level, _subsystem, _category, text});
+      _log.log({level, _subsystem, _category, text, origin});
     } catch (...) {
       // No memory is left to tell it.
     }
   }
 
- private:
   LinuxLog& _log;
   const std::string _subsystem;
   const std::string _category;
