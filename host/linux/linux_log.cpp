@@ -1,8 +1,10 @@
 #include "host/linux/linux_log.h"
 
+#include "host/error_record.h"
 #include "host/linux/errno_keeper.h"
+#include "host/linux/journal_fields.h"
 
-#include <syslog.h>
+#include <cerrno>
 #include <utility>
 
 namespace marrow {
@@ -29,29 +31,14 @@ class Channel final : public LogHandle {
   const std::string _category;
 };
 
-int syslogSeverity(LogLevel level) {
-  switch (level) {
-    case LogLevel::debug:
-      return LOG_DEBUG;
-    case LogLevel::info:
-      return LOG_INFO;
-    case LogLevel::standard:
-      return LOG_NOTICE;
-    case LogLevel::error:
-      return LOG_ERR;
-    case LogLevel::fault:
-      return LOG_CRIT;
-  }
-  return LOG_CRIT;
-}
-
 std::string prefixFor(const std::string& category) {
   return category.empty() ? "marrowd: " : "marrowd[" + category + "]: ";
 }
 
 }  // namespace
 
-LinuxLog::LinuxLog(KernelLog::Places places) : _kernelLog(std::move(places)) {}
+LinuxLog::LinuxLog(const std::string& journalSocket, KernelLog::Places places)
+    : _journal(journalSocket), _kernelLog(std::move(places)) {}
 
 std::unique_ptr<LogHandle> LinuxLog::createHandle(const std::string& subsystem,
                                                   const std::string& category) {
@@ -70,10 +57,34 @@ std::optional<std::string> LinuxLog::render(const LogMessage& message) { return 
 void LinuxLog::log(const LogMessage& message) noexcept {
   const ErrnoKeeper keeper;
   try {
-    _kernelLog.write(syslogSeverity(message.level), prefixFor(message.category), message.text);
+    record(message);
     callHook(message);
   } catch (...) {
     // No memory is left to tell it.
+  }
+}
+
+void LinuxLog::record(const LogMessage& message) {
+  const JournalAnswer answer = _journal.send(journalEntry(message).bytes());
+  if (answer == JournalAnswer::refused) {
+    tellOfRefusal(errno);
+  }
+  if (answer != JournalAnswer::taken) {
+    recordInKernel(message);
+  }
+}
+
+void LinuxLog::recordInKernel(const LogMessage& message) {
+  _kernelLog.write(syslogSeverity(message.level), prefixFor(message.category), message.text);
+}
+
+void LinuxLog::tellOfRefusal(int errorNumber) {
+  if (!_toldOfRefusal.exchange(true)) {
+    const LogMessage told{LogLevel::error, kHostSubsystem, "",
+                          "The journal takes no messages: " + errorNumberText(errorNumber) +
+                              ". What it does not take goes to the kernel's log."};
+    recordInKernel(told);
+    callHook(told);
   }
 }
 
