@@ -1,11 +1,9 @@
 #include "tests/linux/system/journal_receiver.h"
 
 #include <array>
-#include <cstdint>
 #include <cstring>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <string_view>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -16,33 +14,6 @@ namespace marrow {
 namespace {
 
 constexpr std::size_t kLargestDatagram = 1U << 20U;
-
-// One field, taken off the front of the entry's bytes.
-std::pair<std::string, std::string> takeField(std::string_view& bytes) {
-  const std::size_t end = bytes.find_first_of("=\n");
-  EXPECT_NE(end, std::string_view::npos) << "a field without a value";
-  const std::string name(bytes.substr(0, end));
-  const bool withLength = bytes[end] == '\n';
-  bytes.remove_prefix(end + 1);
-  std::uint64_t length = bytes.find('\n');
-  if (withLength) {
-    std::memcpy(&length, bytes.data(), sizeof(length));
-    bytes.remove_prefix(sizeof(length));
-  }
-  const std::string value(bytes.substr(0, length));
-  bytes.remove_prefix(length);
-  EXPECT_TRUE(bytes.starts_with('\n')) << name << " has no end";
-  bytes.remove_prefix(1);
-  return {name, value};
-}
-
-JournalReceiver::Entry parse(std::string_view bytes) {
-  JournalReceiver::Entry entry;
-  while (!bytes.empty()) {
-    EXPECT_TRUE(entry.insert(takeField(bytes)).second) << "a field comes twice";
-  }
-  return entry;
-}
 
 // The descriptor that came with the message, or none.
 Descriptor attached(msghdr& message) {
@@ -75,7 +46,7 @@ JournalReceiver::JournalReceiver(std::string path)
       << _path;
 }
 
-std::optional<JournalReceiver::Entry> JournalReceiver::next() {
+std::optional<JournalFields> JournalReceiver::next() {
   std::string bytes(kLargestDatagram, '\0');
   alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> control{};
   iovec payload{bytes.data(), bytes.size()};
@@ -93,7 +64,7 @@ std::optional<JournalReceiver::Entry> JournalReceiver::next() {
   _lastWasSealed = file && ::fcntl(file.number(), F_GET_SEALS) ==
                                (F_SEAL_SEAL | F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE);
   EXPECT_TRUE(!file || bytes.empty()) << "a payload beside a file";
-  return parse(file ? content(file) : bytes);
+  return parseJournalEntry(file ? content(file) : bytes);
 }
 
 void JournalReceiver::end() {

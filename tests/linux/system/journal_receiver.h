@@ -3,8 +3,8 @@
 #pragma once
 
 #include "host/linux/descriptor.h"
+#include "tests/linux/system/journal_entries.h"
 
-#include <map>
 #include <optional>
 #include <string>
 
@@ -12,8 +12,6 @@ namespace marrow {
 
 class JournalReceiver {
  public:
-  using Entry = std::map<std::string, std::string>;  // values by field
-
   // Listens at the path, which must not exist.
   explicit JournalReceiver(std::string path);
   JournalReceiver(const JournalReceiver&) = delete;
@@ -21,7 +19,7 @@ class JournalReceiver {
   ~JournalReceiver() { end(); }
 
   // The oldest entry that was not read yet; none when there is none.
-  std::optional<Entry> next();
+  std::optional<JournalFields> next();
 
   // True when the last entry came as a file in memory with every seal.
   bool lastWasSealed() const { return _lastWasSealed; }

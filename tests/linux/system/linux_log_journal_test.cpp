@@ -51,28 +51,28 @@ TEST_F(LinuxLogJournalTest, TellsTheJournalWhatAMessageIsAndWhereItIsLogged) {
   JournalReceiver journal(socketPath);
   service.createHandle("com.corvane.Marrow", "Operations")
       ->log(LogLevel::error, "a text", LogEvent::migratorFailed, {"folder/file.cpp", 7, "execute"});
-  EXPECT_EQ(journal.next(), (JournalReceiver::Entry{
-                                {"MESSAGE", "a text"},
-                                {"PRIORITY", "3"},
-                                {"SYSLOG_FACILITY", "3"},
-                                {"SYSLOG_IDENTIFIER", "marrowd"},
-                                {"SUBSYSTEM", "com.corvane.Marrow"},
-                                {"CATEGORY", "Operations"},
-                                {"MESSAGE_ID", std::string(messageID(LogEvent::migratorFailed))},
-                                {"CODE_FILE", "folder/file.cpp"},
-                                {"CODE_LINE", "7"},
-                                {"CODE_FUNC", "execute"}}));
+  EXPECT_EQ(journal.next(),
+            (JournalFields{{"MESSAGE", "a text"},
+                           {"PRIORITY", "3"},
+                           {"SYSLOG_FACILITY", "3"},
+                           {"SYSLOG_IDENTIFIER", "marrowd"},
+                           {"SUBSYSTEM", "com.corvane.Marrow"},
+                           {"CATEGORY", "Operations"},
+                           {"MESSAGE_ID", std::string(messageID(LogEvent::migratorFailed))},
+                           {"CODE_FILE", "folder/file.cpp"},
+                           {"CODE_LINE", "7"},
+                           {"CODE_FUNC", "execute"}}));
   EXPECT_THAT(kernelLog(), IsEmpty());
 }
 
 TEST_F(LinuxLogJournalTest, LeavesOutWhatIsNotKnown) {
   JournalReceiver journal(socketPath);
   service.log({LogLevel::info, std::nullopt, "", "a text"});
-  EXPECT_EQ(journal.next(), (JournalReceiver::Entry{{"MESSAGE", "a text"},
-                                                    {"PRIORITY", "6"},
-                                                    {"SYSLOG_FACILITY", "3"},
-                                                    {"SYSLOG_IDENTIFIER", "marrowd"},
-                                                    {"CATEGORY", ""}}));
+  EXPECT_EQ(journal.next(), (JournalFields{{"MESSAGE", "a text"},
+                                           {"PRIORITY", "6"},
+                                           {"SYSLOG_FACILITY", "3"},
+                                           {"SYSLOG_IDENTIFIER", "marrowd"},
+                                           {"CATEGORY", ""}}));
 }
 
 TEST_F(LinuxLogJournalTest, GivesEachLevelItsPriority) {
