@@ -3,8 +3,10 @@
 #include "host/error_record.h"
 #include "host/linux/errno_keeper.h"
 #include "host/linux/journal_fields.h"
+#include "host/linux/text_cut.h"
 
 #include <cerrno>
+#include <string_view>
 #include <utility>
 
 namespace marrow {
@@ -65,6 +67,18 @@ void LinuxLog::log(const LogMessage& message) noexcept {
 }
 
 void LinuxLog::record(const LogMessage& message) {
+  if (message.text.size() <= kJournalTextLimit) {
+    recordPart(message);
+    return;
+  }
+  LogMessage part{message.level, message.subsystem, message.category, "", message.origin};
+  for (std::string_view rest = message.text; !rest.empty(); rest.remove_prefix(part.text.size())) {
+    part.text = cutText(rest, kJournalTextLimit);
+    recordPart(part);
+  }
+}
+
+void LinuxLog::recordPart(const LogMessage& message) {
   const JournalAnswer answer = _journal.send(journalEntry(message).bytes());
   if (answer == JournalAnswer::refused) {
     tellOfRefusal(errno);

@@ -8,6 +8,7 @@
 #include "host/log.h"
 
 #include <atomic>
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -16,6 +17,11 @@ namespace marrow {
 
 // The subsystem of what the host itself has to tell.
 inline constexpr char kHostSubsystem[] = "com.corvane.Marrow.host";
+
+// A text beyond this many bytes becomes several entries of the journal: it drops an entry that does
+// not fit into one of its files, which are as small as 512 KiB where there is little memory
+// (RuntimeMaxFileSize= in journald.conf(5)).
+inline constexpr std::size_t kJournalTextLimit = 256UL * 1024;
 
 // Must outlive its handles.
 class LinuxLog final : public LogService {
@@ -39,6 +45,7 @@ class LinuxLog final : public LogService {
   };
 
   void record(const LogMessage& message);
+  void recordPart(const LogMessage& message);
   void recordInKernel(const LogMessage& message);
   void tellOfRefusal(int errorNumber);
   void callHook(const LogMessage& message);

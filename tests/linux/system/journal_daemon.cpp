@@ -1,5 +1,6 @@
 #include "tests/linux/system/journal_daemon.h"
 
+#include "host/linux/journal_socket.h"
 #include "tests/linux/system/text_files.h"
 
 #include <array>
@@ -89,9 +90,21 @@ void JournalDaemon::start() {
   }
 }
 
+// It reads what is sent in order.
+void JournalDaemon::awaitAllThatWasSent() {
+  const std::string mark = "TEST_MARK=" + std::to_string(++_marks);
+  JournalSocket sender(socket(), std::chrono::seconds(60));
+  ASSERT_EQ(sender.send("MESSAGE=\n" + mark + '\n'), JournalAnswer::taken);
+  for (int tries = 0; entries(mark).empty(); ++tries) {
+    ASSERT_LT(tries, 1000) << "it reads nothing";
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
+
 void JournalDaemon::end() {
   if (_process != 0) {
     int status = 0;
+    awaitAllThatWasSent();
     ::kill(_process, SIGTERM);
     EXPECT_EQ(::waitpid(_process, &status, 0), _process);
     EXPECT_EQ(status, 0);

@@ -34,8 +34,11 @@ class JournalDaemon {
   std::vector<JournalFields> entries(const std::string& matches) const;
 
  private:
+  void awaitAllThatWasSent();
+
   const ScratchFolder _run;
   pid_t _process = 0;
+  int _marks = 0;
 };
 
 }  // namespace marrow

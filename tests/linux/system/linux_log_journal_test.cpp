@@ -1,5 +1,6 @@
 #include "host/linux/linux_log.h"
 #include "host/linux/message_ids.h"
+#include "host/unicode.h"
 #include "tests/contract/system/scratch_folder.h"
 #include "tests/linux/system/journal_receiver.h"
 #include "tests/linux/system/text_files.h"
@@ -102,13 +103,39 @@ TEST_F(LinuxLogJournalTest, TellsTextsWithAnyBytesWhole) {
 
 TEST_F(LinuxLogJournalTest, TellsALargeTextInMemoryThatNobodyCanChange) {
   JournalReceiver journal(socketPath);
-  const std::string text(1U << 20U, 'x');
+  const std::string text(kJournalTextLimit, 'x');
   log("small");
   log(text);
   EXPECT_EQ(journal.next()->at("MESSAGE"), "small");
   EXPECT_FALSE(journal.lastWasSealed());
   EXPECT_EQ(journal.next()->at("MESSAGE"), text);
   EXPECT_TRUE(journal.lastWasSealed());
+}
+
+TEST_F(LinuxLogJournalTest, SplitsWhatIsTooLargeForAnEntryBetweenCharacters) {
+  JournalReceiver journal(socketPath);
+  std::string text = "x";
+  while (text.size() < (1U << 20U)) {
+    text += "€\n";
+  }
+  log(text);
+  std::string joined;
+  while (const auto entry = journal.next()) {
+    EXPECT_LE(entry->at("MESSAGE").size(), kJournalTextLimit);
+    EXPECT_TRUE(isValidUTF8(entry->at("MESSAGE")));
+    EXPECT_EQ(entry->at("CATEGORY"), "Operations");
+    joined += entry->at("MESSAGE");
+  }
+  EXPECT_EQ(joined, text);
+}
+
+TEST_F(LinuxLogJournalTest, CallsTheHookOnceForALargeText) {
+  const std::string text(3 * kJournalTextLimit, 'x');
+  std::vector<std::string> seen;
+  service.setHook(LogLevel::debug,
+                  [&](LogLevel, const LogMessage& message) { seen.push_back(message.text); });
+  log(text);
+  EXPECT_THAT(seen, ElementsAre(text));
 }
 
 TEST_F(LinuxLogJournalTest, CallsTheHookAndKeepsErrno) {

@@ -75,16 +75,33 @@ TEST_F(LinuxLogJournaldTest, TellsTheChannelsApart) {
   EXPECT_THAT(texts("SUBSYSTEM=com.corvane.Marrow.host"), ElementsAre("of the host"));
 }
 
-TEST_F(LinuxLogJournaldTest, KeepsTextsWithAnyBytesAndOfAnyLength) {
-  const std::vector<std::string> sent = {
-      "two\nlines\n",           std::string("a\0b", 3),     "\xFF\xBF", "",
-      std::string(200000, 'y'), std::string(1U << 20U, 'x')};
+TEST_F(LinuxLogJournaldTest, KeepsTextsWithAnyBytesWhole) {
+  const std::vector<std::string> sent = {"two\nlines\n",
+                                         std::string("a\0b", 3),
+                                         "\xFF\xBF",
+                                         "",
+                                         std::string(200000, 'y'),
+                                         std::string(kJournalTextLimit, 'x')};
   for (const std::string& text : sent) {
     log(text);
   }
   journal.end();
   EXPECT_EQ(texts(kOperations), sent);
   EXPECT_THAT(kernelLog(), IsEmpty());
+}
+
+TEST_F(LinuxLogJournaldTest, KeepsEachPartOfALargeText) {
+  std::string text;
+  for (int number = 0; number < 200000; ++number) {
+    text += std::to_string(number) + '\n';
+  }
+  log(text);
+  journal.end();
+  std::string joined;
+  for (const std::string& part : texts(kOperations)) {
+    joined += part;
+  }
+  EXPECT_EQ(joined, text);
 }
 
 TEST_F(LinuxLogJournaldTest, OutlivesAJournalThatHangs) {
