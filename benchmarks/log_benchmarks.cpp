@@ -34,14 +34,14 @@ BENCHMARK(FormattingAMessage);
 void TheFirstMessage(benchmark::State& state) {
   const KernelLog::Places places = placesOnDisk();
   for (auto _ : state) {
-    LinuxLog log(places);
+    LinuxLog log(scratchDisk().at("no-journal"), places);
     log.createHandle("com.corvane.Marrow", "")->log(LogLevel::standard, "Daemon starting up...");
   }
 }
 BENCHMARK(TheFirstMessage);
 
 void LoggingAText(benchmark::State& state) {
-  LinuxLog log(placesOnDisk());
+  LinuxLog log(scratchDisk().at("no-journal"), placesOnDisk());
   const auto channel = log.createHandle("com.corvane.Marrow", "Operations");
   const std::string text(static_cast<std::size_t>(state.range(0)), 'x');
   for (auto _ : state) {

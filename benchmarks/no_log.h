@@ -8,8 +8,9 @@
 namespace marrow {
 
 class NoLog final : public LogHandle {
- public:
-  void log(LogLevel /*level*/, const std::string& /*text*/) override {}
+ private:
+  void write(LogLevel /*level*/, const std::string& /*text*/,
+             const LogOrigin& /*origin*/) override {}
 };
 
 }  // namespace marrow

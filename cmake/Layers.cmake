@@ -18,6 +18,7 @@ function(marrow_layer name folder)
   endforeach()
   add_library(${name} STATIC ${layer_SOURCES})
   target_include_directories(${name} PUBLIC ${root})
+  target_compile_options(${name} PUBLIC -fmacro-prefix-map=${root}/=)
   target_link_libraries(${name} PUBLIC ${layer_LINKS} PRIVATE ${layer_PRIVATE} marrow_options)
 endfunction()
 

@@ -17,6 +17,8 @@ target_link_libraries(marrow_options INTERFACE Threads::Threads)
 target_compile_options(marrow_options INTERFACE
   -Wall -Wextra -Wpedantic -Werror -Wconversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
   -Wnull-dereference -Wimplicit-fallthrough -fstack-protector-strong)
+# The log names the source of a message, from the top of the tree.
+target_compile_options(marrow_options INTERFACE -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 target_compile_definitions(marrow_options INTERFACE
   $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
 

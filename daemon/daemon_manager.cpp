@@ -21,8 +21,8 @@ void MWDaemonManager::build() {
   ErrorRef error;
   const auto storageController = MWStorageController::initWithError(_services.storage, &error);
   if (!storageController) {
-    log(generalLogChannel(), LogLevel::error, "Failed to initialize MWStorageController: %@",
-        error);
+    log(generalLogChannel(), LogLevel::error, LogEvent::storageNotFound,
+        "Failed to initialize MWStorageController: %@", error);
     _stashAndReboot();
   }
   _stateManager = std::make_shared<MWStateManager>(storageController, _services.powerAssertions);
@@ -44,10 +44,11 @@ void MWDaemonManager::run() {
   addOperations();
   ErrorRef error;
   if (_operationQueue->startAndReturnError(&error)) {
-    log(generalLogChannel(), LogLevel::standard,
+    log(generalLogChannel(), LogLevel::standard, LogEvent::allOperationsSucceeded,
         "All Marrow operations have completed successfully!");
   } else {
-    log(generalLogChannel(), LogLevel::error, "One of the Marrow operations has failed: %@", error);
+    log(generalLogChannel(), LogLevel::error, LogEvent::operationFailed,
+        "One of the Marrow operations has failed: %@", error);
   }
   _synchronizeTelemetryToUpdateVolume();
   _stashAndReboot();
@@ -80,21 +81,21 @@ void MWDaemonManager::operationQueueReceivedEstimatedTimeRemaining(
 }
 
 void MWDaemonManager::_stashAndReboot() {
-  log(generalLogChannel(), LogLevel::standard,
+  log(generalLogChannel(), LogLevel::standard, LogEvent::rebootBegun,
       "Brume stash and system reboot is being performed...");
   const std::int32_t stashStatus = _services.keyStore.cks_br_commit_stashed_kek();
   if (stashStatus == 0) {
     log(generalLogChannel(), LogLevel::standard, "Brume stash commit was successful.");
   } else {
-    log(generalLogChannel(), LogLevel::error, "cks_br_commit_stashed_kek() returned %d",
-        stashStatus);
+    log(generalLogChannel(), LogLevel::error, LogEvent::stashedKeyNotCommitted,
+        "cks_br_commit_stashed_kek() returned %d", stashStatus);
   }
   _services.installerUtilities.muteBootChimeForNextReboot();
   _services.installerUtilities.enableDarkReboot();
   const std::int32_t rebootStatus = _services.reboot.reboot(kRebootFull);
   if (rebootStatus != 0) {
-    log(generalLogChannel(), LogLevel::error, "Failed to perform a full system reboot. %d",
-        rebootStatus);
+    log(generalLogChannel(), LogLevel::error, LogEvent::rebootFailed,
+        "Failed to perform a full system reboot. %d", rebootStatus);
   }
   _services.process.exit(rebootStatus);
   std::abort();  // never reached, but g++ does not see through the virtual call

@@ -10,8 +10,9 @@ namespace marrow {
 namespace {
 
 class DiscardingHandle : public LogHandle {
- public:
-  void log(LogLevel /*level*/, const std::string& /*text*/) override {}
+ private:
+  void write(LogLevel /*level*/, const std::string& /*text*/,
+             const LogOrigin& /*origin*/) override {}
 };
 
 // Shared by every thread that logs. A channel changes once, from absent to its handle, and is never

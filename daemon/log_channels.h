@@ -8,6 +8,7 @@
 #include "host/text_format.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <type_traits>
 
 namespace marrow {
@@ -37,13 +38,31 @@ class ErrnoGuard {
   const int _saved;
 };
 
+// The format of a message, and the place in the program that logs it.
+template <typename... Arguments>
+struct LogFormat {
+  template <std::size_t Size>
+  consteval LogFormat(const char (&text)[Size],  // NOLINT(google-explicit-constructor)
+                      SourcePlace from = SourcePlace::current())
+      : format(text), place(from) {}
+
+  FormatString<Arguments...> format;
+  SourcePlace place;
+};
+
 // Logs one message; the format is checked when the program is compiled (host/text_format.h). Any
 // thread.
 template <typename... Arguments>
-void log(LogHandle& channel, LogLevel level,
-         FormatString<std::type_identity_t<Arguments>...> format, const Arguments&... arguments) {
+void log(LogHandle& channel, LogLevel level, LogEvent event,
+         LogFormat<std::type_identity_t<Arguments>...> format, const Arguments&... arguments) {
   const ErrnoGuard guard;
-  channel.log(level, formatText(format, arguments...));
+  channel.log(level, formatText<Arguments...>(format.format, arguments...), event, format.place);
+}
+
+template <typename... Arguments>
+void log(LogHandle& channel, LogLevel level, LogFormat<std::type_identity_t<Arguments>...> format,
+         const Arguments&... arguments) {
+  log<Arguments...>(channel, level, LogEvent::none, format, arguments...);
 }
 
 }  // namespace marrow

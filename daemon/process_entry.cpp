@@ -41,7 +41,7 @@ int processEntry(const Host& host) {
   }
   useLogService(&host.log);
   installConsoleMirror(host.log, host.files);
-  log(generalLogChannel(), LogLevel::standard, "Daemon starting up...");
+  log(generalLogChannel(), LogLevel::standard, LogEvent::daemonStarted, "Daemon starting up...");
   host.process.setIsDaemon(true);
   const auto daemonManager = MWDaemonManager::init(daemonServices(host));
   daemonManager->start();

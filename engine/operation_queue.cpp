@@ -127,8 +127,8 @@ bool MWOperationQueue::runOrSimulate(MWOperation& operation, ErrorSlot error) {
 }
 
 bool MWOperationQueue::_runOperation(MWOperation& operation, ErrorSlot error) {
-  log(operationsLogChannel(), LogLevel::standard, "MWOperationQueue: Performing (%@)...",
-      operation.className());
+  log(operationsLogChannel(), LogLevel::standard, LogEvent::operationStarted,
+      "MWOperationQueue: Performing (%@)...", operation.className());
   operation.start();
   operation.waitUntilFinished();
   *error = operation.error();

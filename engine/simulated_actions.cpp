@@ -122,29 +122,29 @@ bool MWOperationQueue::_simError(MWOperation& operation, ErrorSlot error) {
   if (const ErrorRef underlying = operation.error()) {
     userInfo.emplace(kUnderlyingErrorKey, underlying);
   }
-  log(operationsLogChannel(), LogLevel::standard, "MWOperationQueue: Simulating error (%@)",
-      operation.className());
+  log(operationsLogChannel(), LogLevel::standard, LogEvent::errorSimulated,
+      "MWOperationQueue: Simulating error (%@)", operation.className());
   *error = makePOSIXError(kOperationCancelled, std::move(userInfo));
   return false;
 }
 
 bool MWOperationQueue::_simPanic(MWOperation& operation, ErrorSlot error) {
-  log(operationsLogChannel(), LogLevel::standard, "MWOperationQueue: Simulating panic (%@)...",
-      operation.className());
+  log(operationsLogChannel(), LogLevel::standard, LogEvent::panicSimulated,
+      "MWOperationQueue: Simulating panic (%@)...", operation.className());
   _services.reboot.rebootWithMessage(kRebootPanic | kRebootQuick,
                                      "MWOperationQueue simulated panic");
   return _simError(operation, error);
 }
 
 bool MWOperationQueue::_simSkip(MWOperation& operation, ErrorSlot /*error*/) {
-  log(operationsLogChannel(), LogLevel::standard, "MWOperationQueue: Skipping (%@)...",
-      operation.className());
+  log(operationsLogChannel(), LogLevel::standard, LogEvent::operationSkipped,
+      "MWOperationQueue: Skipping (%@)...", operation.className());
   return true;
 }
 
 bool MWOperationQueue::_simExercise(MWOperation& operation, std::uint64_t count, ErrorSlot error) {
-  log(operationsLogChannel(), LogLevel::standard, "MWOperationQueue: Exercising %llu times (%@)",
-      count, operation.className());
+  log(operationsLogChannel(), LogLevel::standard, LogEvent::operationRepeated,
+      "MWOperationQueue: Exercising %llu times (%@)", count, operation.className());
   for (std::uint64_t run = 0; run < count; ++run) {
     if (!_runOperation(operation, error)) {
       return false;

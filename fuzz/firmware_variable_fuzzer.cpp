@@ -16,8 +16,9 @@ namespace {
 constexpr std::size_t kAttributes = 4;
 
 class NoLog final : public LogHandle {
- public:
-  void log(LogLevel /*level*/, const std::string& /*text*/) override {}
+ private:
+  void write(LogLevel /*level*/, const std::string& /*text*/,
+             const LogOrigin& /*origin*/) override {}
 };
 
 class Folder {

@@ -2,6 +2,9 @@
 // process-wide hook that sees each message as it is logged. Any thread may call any of it.
 #pragma once
 
+#include "host/log_event.h"
+#include "host/source_place.h"
+
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -30,18 +33,35 @@ constexpr int severity(LogLevel level) {
   return 4;
 }
 
+// What is known of a message besides its text.
+struct LogOrigin {
+  LogEvent event = LogEvent::none;
+  SourcePlace place = {};
+};
+
 struct LogMessage {
   LogLevel level = LogLevel::standard;
   std::optional<std::string> subsystem;  // absent for messages of the machine itself
   std::string category;
   std::string text;
+  LogOrigin origin = {};
 };
 
-// A channel. Logging never fails towards the caller, never throws, and leaves errno as it was.
+// A channel.
 class LogHandle {
  public:
   virtual ~LogHandle() = default;
-  virtual void log(LogLevel level, const std::string& text) = 0;
+
+  // Never fails towards the caller, never throws, and leaves errno as it was. The place is that of
+  // the call where the caller does not name another.
+  void log(LogLevel level, const std::string& text, LogEvent event = LogEvent::none,
+           SourcePlace place = SourcePlace::current()) {
+    write(level, text, {event, place});
+  }
+
+ private:
+  // As `log`.
+  virtual void write(LogLevel level, const std::string& text, const LogOrigin& origin) = 0;
 };
 
 // Called on the thread that logs, after the message reached the machine's log. It must not log.

@@ -25,7 +25,7 @@ std::optional<std::string> systemDeviceNode(
 bool MWBlessVolumeOperation::execute() {
   const auto controller = storageControllerOf(*this);
   if (controller && hasAlternateTarget(*controller)) {
-    log(operationsLogChannel(), LogLevel::standard,
+    log(operationsLogChannel(), LogLevel::standard, LogEvent::blessSkipped,
         "Template Migration cookie contains %@, skipping bless",
         kQMOptionsKeyAlternateBlessTargetUUID);
     return true;
@@ -39,7 +39,8 @@ bool MWBlessVolumeOperation::bless(const std::optional<std::string>& deviceNode)
   if (_utilities.blessDevice(deviceNode, kOneTime)) {
     return true;
   }
-  log(operationsLogChannel(), LogLevel::standard, "Failed to bless %@", deviceNode);
+  log(operationsLogChannel(), LogLevel::standard, LogEvent::blessFailed, "Failed to bless %@",
+      deviceNode);
   setError(makeError(kMWBlessVolumeOperationErrorDomain, kMWBlessVolumeOperationErrorBlessFailed));
   return false;
 }

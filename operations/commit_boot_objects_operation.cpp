@@ -152,7 +152,8 @@ void MWCommitBootObjectsOperation::recordActive(const std::string& bootObjects) 
   const std::string path = appendPathComponent(folder, "active");
   const std::string name = lastPathComponent(bootObjects);
   writeFile(path, name);
-  log(operationsLogChannel(), LogLevel::info, "Updated %@ with NSIH = %@", path, name);
+  log(operationsLogChannel(), LogLevel::info, LogEvent::bootObjectsInstalled,
+      "Updated %@ with NSIH = %@", path, name);
 }
 
 // Failures are not told.

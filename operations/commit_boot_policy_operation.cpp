@@ -49,7 +49,7 @@ bool MWCommitBootPolicyOperation::commitNonce() {
   const std::string text = formatText(
       "bootpolicy_update_local_policy_nonce_end(BOOTPOLICY_NONCE_COMMIT_ONLY) failed (%d). %s",
       status, _bootPolicy.statusText(status));
-  log(operationsLogChannel(), LogLevel::error, "%@", text);
+  log(operationsLogChannel(), LogLevel::error, LogEvent::bootPolicyNotCommitted, "%@", text);
   setError(makeError(kMWCommitBootPolicyOperationErrorDomain,
                      kMWCommitBootPolicyOperationErrorCommitFailed,
                      {{kLocalizedDescriptionKey, text}}));

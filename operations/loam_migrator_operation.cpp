@@ -34,7 +34,7 @@ std::uint64_t MWLoamMigratorOperation::dryRunTimeout() const {
 
 bool MWLoamMigratorOperation::execute() {
   if (!migrationRequired()) {
-    log(operationsLogChannel(), LogLevel::standard,
+    log(operationsLogChannel(), LogLevel::standard, LogEvent::migrationNotNeeded,
         "Skipping MWLoamMigratorOperation as the container has already been migrated to ELoam.");
     return true;
   }
@@ -73,8 +73,9 @@ std::optional<std::string> MWLoamMigratorOperation::rawDevicePath(const std::str
   FileStatus status;
   if (_services.files.statusAt(deviceNode, status) != 0) {
     const int errorNumber = errno;
-    log(operationsLogChannel(), LogLevel::error, "Failed to stat(\"%@\") data volume dev-node. %s",
-        deviceNode, errorNumberText(errorNumber));
+    log(operationsLogChannel(), LogLevel::error, LogEvent::dataVolumeNotReadable,
+        "Failed to stat(\"%@\") data volume dev-node. %s", deviceNode,
+        errorNumberText(errorNumber));
     fail(kMWLoamMigratorOperationErrorStat, makePOSIXError(errorNumber));
     return std::nullopt;
   }
@@ -107,12 +108,13 @@ void MWLoamMigratorOperation::appendModeArguments(bool dryRun, Arguments& argume
 }
 
 std::unique_ptr<LaunchedTask> MWLoamMigratorOperation::launchTool(const Arguments& arguments) {
-  log(operationsLogChannel(), LogLevel::standard, "Running Loam Migrator with options: %@",
-      arguments);
+  log(operationsLogChannel(), LogLevel::standard, LogEvent::migratorStarted,
+      "Running Loam Migrator with options: %@", arguments);
   ErrorRef error;
   auto task = _services.taskLauncher.launch(kLoamMigratorPath, arguments, &error);
   if (!task) {
-    log(operationsLogChannel(), LogLevel::error, "Failed to launch Loam migrator. %@", error);
+    log(operationsLogChannel(), LogLevel::error, LogEvent::migratorNotLaunched,
+        "Failed to launch Loam migrator. %@", error);
     fail(kMWLoamMigratorOperationErrorLaunch, error);
   }
   return task;
@@ -122,8 +124,8 @@ bool MWLoamMigratorOperation::collectOutput(LaunchedTask& task, std::string& out
   ErrorRef error;
   auto collected = task.readOutputToEnd(&error);
   if (!collected) {
-    log(operationsLogChannel(), LogLevel::error, "Failed to read Loam migrator pipe handle. %@",
-        error);
+    log(operationsLogChannel(), LogLevel::error, LogEvent::migratorOutputNotRead,
+        "Failed to read Loam migrator pipe handle. %@", error);
     fail(kMWLoamMigratorOperationErrorReadOutput, error);
     return false;
   }
@@ -136,7 +138,8 @@ bool MWLoamMigratorOperation::collectOutput(LaunchedTask& task, std::string& out
 void MWLoamMigratorOperation::handOver(MWStorageController& controller, const std::string& output) {
   const std::optional<std::string_view> text =
       isValidUTF8(output) ? std::optional<std::string_view>(output) : std::nullopt;
-  log(operationsLogChannel(), LogLevel::standard, "Loam Migrator Output: %@", text);
+  log(operationsLogChannel(), LogLevel::standard, LogEvent::migratorOutput,
+      "Loam Migrator Output: %@", text);
   if (const auto dataSource = operationQueueDataSource()) {
     dataSource->setLoamMigratorLogPath(kLoamMigratorLogPath);
     dataSource->setLoamMigratorMetricsPath(kLoamMigratorMetricsPath);
@@ -149,7 +152,8 @@ bool MWLoamMigratorOperation::judge(int exitStatus, bool dryRun) {
   if (exitStatus == 0) {
     return true;
   }
-  log(operationsLogChannel(), LogLevel::error, "Loam Migrator exited with status: %d", exitStatus);
+  log(operationsLogChannel(), LogLevel::error, LogEvent::migratorFailed,
+      "Loam Migrator exited with status: %d", exitStatus);
   fail(kMWLoamMigratorOperationErrorExitStatus, makePOSIXError(exitStatus));
   return dryRun;
 }

@@ -10,12 +10,14 @@ bool MWUnmountContainerOperation::execute() {
   const auto controller = storageControllerOf(*this);
   ErrorRef error;
   if (!controller || !cacheDataVolumeKeys(*controller, &error)) {
-    log(operationsLogChannel(), LogLevel::error, "Unable to cache data volume keys. %@", error);
+    log(operationsLogChannel(), LogLevel::error, LogEvent::volumeKeysNotCached,
+        "Unable to cache data volume keys. %@", error);
     setError(error);
     return false;
   }
   if (!controller->unmountContainer(&error)) {
-    log(operationsLogChannel(), LogLevel::error, "Unable to take container offline. %@", error);
+    log(operationsLogChannel(), LogLevel::error, LogEvent::containerNotOffline,
+        "Unable to take container offline. %@", error);
     setError(error);
     return false;
   }

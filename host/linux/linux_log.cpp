@@ -1,8 +1,12 @@
 #include "host/linux/linux_log.h"
 
+#include "host/error_record.h"
 #include "host/linux/errno_keeper.h"
+#include "host/linux/journal_fields.h"
+#include "host/linux/text_cut.h"
 
-#include <syslog.h>
+#include <cerrno>
+#include <string_view>
 #include <utility>
 
 namespace marrow {
@@ -14,36 +18,20 @@ class Channel final : public LogHandle {
   Channel(LinuxLog& log, std::string subsystem, std::string category)
       : _log(log), _subsystem(std::move(subsystem)), _category(std::move(category)) {}
 
-  void log(LogLevel level, const std::string& text) override {
+ private:
+  void write(LogLevel level, const std::string& text, const LogOrigin& origin) override {
     const ErrnoKeeper keeper;
     try {
-      _log.log({level, _subsystem, _category, text});
+      _log.log({level, _subsystem, _category, text, origin});
     } catch (...) {
       // No memory is left to tell it.
     }
   }
 
- private:
   LinuxLog& _log;
   const std::string _subsystem;
   const std::string _category;
 };
-
-int syslogSeverity(LogLevel level) {
-  switch (level) {
-    case LogLevel::debug:
-      return LOG_DEBUG;
-    case LogLevel::info:
-      return LOG_INFO;
-    case LogLevel::standard:
-      return LOG_NOTICE;
-    case LogLevel::error:
-      return LOG_ERR;
-    case LogLevel::fault:
-      return LOG_CRIT;
-  }
-  return LOG_CRIT;
-}
 
 std::string prefixFor(const std::string& category) {
   return category.empty() ? "marrowd: " : "marrowd[" + category + "]: ";
@@ -51,7 +39,8 @@ std::string prefixFor(const std::string& category) {
 
 }  // namespace
 
-LinuxLog::LinuxLog(KernelLog::Places places) : _kernelLog(std::move(places)) {}
+LinuxLog::LinuxLog(const std::string& journalSocket, KernelLog::Places places)
+    : _journal(journalSocket), _kernelLog(std::move(places)) {}
 
 std::unique_ptr<LogHandle> LinuxLog::createHandle(const std::string& subsystem,
                                                   const std::string& category) {
@@ -70,10 +59,46 @@ std::optional<std::string> LinuxLog::render(const LogMessage& message) { return 
 void LinuxLog::log(const LogMessage& message) noexcept {
   const ErrnoKeeper keeper;
   try {
-    _kernelLog.write(syslogSeverity(message.level), prefixFor(message.category), message.text);
+    record(message);
     callHook(message);
   } catch (...) {
     // No memory is left to tell it.
+  }
+}
+
+void LinuxLog::record(const LogMessage& message) {
+  if (message.text.size() <= kJournalTextLimit) {
+    recordPart(message);
+    return;
+  }
+  LogMessage part{message.level, message.subsystem, message.category, "", message.origin};
+  for (std::string_view rest = message.text; !rest.empty(); rest.remove_prefix(part.text.size())) {
+    part.text = cutText(rest, kJournalTextLimit);
+    recordPart(part);
+  }
+}
+
+void LinuxLog::recordPart(const LogMessage& message) {
+  const JournalAnswer answer = _journal.send(journalEntry(message).bytes());
+  if (answer == JournalAnswer::refused) {
+    tellOfRefusal(errno);
+  }
+  if (answer != JournalAnswer::taken) {
+    recordInKernel(message);
+  }
+}
+
+void LinuxLog::recordInKernel(const LogMessage& message) {
+  _kernelLog.write(syslogSeverity(message.level), prefixFor(message.category), message.text);
+}
+
+void LinuxLog::tellOfRefusal(int errorNumber) {
+  if (!_toldOfRefusal.exchange(true)) {
+    const LogMessage told{LogLevel::error, kHostSubsystem, "",
+                          "The journal takes no messages: " + errorNumberText(errorNumber) +
+                              ". What it does not take goes to the kernel's log."};
+    recordInKernel(told);
+    callHook(told);
   }
 }
 

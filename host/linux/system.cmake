@@ -5,6 +5,9 @@ set(MARROW_LINUX_SYSTEM_SOURCES
   directory_entry.cpp
   file_metadata.cpp
   file_move.cpp
+  journal_entry.cpp
+  journal_fields.cpp
+  journal_socket.cpp
   kernel_log.cpp
   linux_clock.cpp
   linux_file_handles.cpp
@@ -18,11 +21,13 @@ set(MARROW_LINUX_SYSTEM_SOURCES
   linux_task_queues.cpp
   linux_temporary_directory.cpp
   loop_timer.cpp
+  message_ids.cpp
   property_list_elements.cpp
   property_list_reader.cpp
   property_list_text.cpp
   property_list_writer.cpp
   readiness_thread.cpp
+  sealed_memory.cpp
   service_notification.cpp
   staged_file.cpp
   superseded_mark.cpp
@@ -37,7 +42,9 @@ set(MARROW_LINUX_SYSTEM_HEADERS
   errno_keeper.h
   file_metadata.h
   file_move.h
-  kernel_log.h
+  journal_entry.h
+  journal_fields.h
+  journal_socket.h
   kernel_log.h
   linux_clock.h
   linux_file_handles.h
@@ -51,12 +58,14 @@ set(MARROW_LINUX_SYSTEM_HEADERS
   linux_task_queues.h
   linux_temporary_directory.h
   loop_timer.h
+  message_ids.h
   property_list_elements.h
   property_list_reader.h
   property_list_text.h
   property_list_writer.h
   readiness_thread.h
   retry.h
+  sealed_memory.h
   service_notification.h
   staged_file.h
   superseded_mark.h

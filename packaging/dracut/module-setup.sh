@@ -42,6 +42,7 @@ install() {
   install_programs
   install_migrator
   install_units
+  install_catalog
   declare_base_system
   inst_dir /private/tmp
   chmod 1777 "$initdir/private/tmp"
@@ -92,6 +93,17 @@ install_units() {
   done
   inst_simple "$moddir/base-system.conf" /etc/systemd/system.conf.d/marrow.conf
   inst_simple "$moddir/base-system-sysctl.conf" /etc/sysctl.d/99-marrow.conf
+  inst_simple "$moddir/base-system-journald.conf" /etc/systemd/journald.conf.d/marrow.conf
+}
+
+# What "journalctl --catalog" says of the daemon's messages.
+install_catalog() {
+  packaged /usr/lib/systemd/catalog/marrowd.catalog
+  mkdir -p "$initdir/var/lib/systemd/catalog"
+  journalctl --update-catalog --root="$initdir" || {
+    dfatal "The catalog of messages cannot be read."
+    exit 1
+  }
 }
 
 # The file was written by the module "base", whose name sorts before this one.

@@ -55,6 +55,23 @@ TEST_F(LogChannels, AMessageIsFormatted) {
   EXPECT_THAT(machine.log.texts(), ElementsAre("open failed: 5 (why)"));
 }
 
+TEST_F(LogChannels, AMessageTellsWhereItIsLogged) {
+  const unsigned line = __LINE__ + 1;
+  log(generalLogChannel(), LogLevel::standard, "%d", 1);
+  const SourcePlace place = machine.log.messages().front().origin.place;
+  EXPECT_STREQ(place.file, "tests/daemon/log_channels_test.cpp");
+  EXPECT_EQ(place.line, line);
+  EXPECT_STREQ(place.function, "TestBody");
+}
+
+TEST_F(LogChannels, AMessageIsAnEventWhereItsLoggerSaysSo) {
+  log(generalLogChannel(), LogLevel::standard, "%d", 1);
+  log(generalLogChannel(), LogLevel::standard, LogEvent::rebootBegun, "%d", 2);
+  ASSERT_THAT(machine.log.texts(), ElementsAre("1", "2"));
+  EXPECT_EQ(machine.log.messages()[0].origin.event, LogEvent::none);
+  EXPECT_EQ(machine.log.messages()[1].origin.event, LogEvent::rebootBegun);
+}
+
 TEST_F(LogChannels, AChannelIsCreatedOnFirstUseOnly) {
   EXPECT_THAT(creations(), SizeIs(0));
   LogHandle& first = generalLogChannel();
@@ -84,8 +101,11 @@ TEST_F(LogChannels, TheFirstMessageShowsTheErrnoOfTheCallThatFailed) {
 }
 
 class ErrnoChangingHandle : public LogHandle {
- public:
-  void log(LogLevel /*level*/, const std::string& /*text*/) override { errno = EIO; }
+ private:
+  void write(LogLevel /*level*/, const std::string& /*text*/,
+             const LogOrigin& /*origin*/) override {
+    errno = EIO;
+  }
 };
 
 TEST_F(LogChannels, ErrnoSurvivesAMessage) {
@@ -123,9 +143,13 @@ class MeetingLogService : public LogService {
    public:
     explicit Handle(MeetingLogService& owner) : _owner(owner) { ++_owner.alive; }
     ~Handle() override { --_owner.alive; }
-    void log(LogLevel /*level*/, const std::string& /*text*/) override { ++_owner.logged; }
 
    private:
+    void write(LogLevel /*level*/, const std::string& /*text*/,
+               const LogOrigin& /*origin*/) override {
+      ++_owner.logged;
+    }
+
     MeetingLogService& _owner;
   };
 

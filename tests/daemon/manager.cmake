@@ -1,6 +1,7 @@
 marrow_test(manager_tests unit
   SOURCES
     daemon_manager_test.cpp
+    log_events_test.cpp
     process_entry_test.cpp
     telemetry_handoff_test.cpp
     telemetry_metrics_test.cpp

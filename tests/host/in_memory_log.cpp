@@ -35,11 +35,11 @@ class InMemoryLogHandle : public LogHandle {
   InMemoryLogHandle(InMemoryLog& log, std::string subsystem, std::string category)
       : _log(log), _subsystem(std::move(subsystem)), _category(std::move(category)) {}
 
-  void log(LogLevel level, const std::string& text) override {
-    _log.log({level, _subsystem, _category, text});
+ private:
+  void write(LogLevel level, const std::string& text, const LogOrigin& origin) override {
+    _log.log({level, _subsystem, _category, text, origin});
   }
 
- private:
   InMemoryLog& _log;
   const std::string _subsystem;
   const std::string _category;

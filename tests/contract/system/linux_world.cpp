@@ -138,7 +138,7 @@ class LinuxWorld final : public SystemWorld {
 
  private:
   const ScratchFolder _folder;
-  LinuxLog _log{{_folder.at("kmsg"), _folder.at("no-switch")}};
+  LinuxLog _log{_folder.at("no-journal"), {_folder.at("kmsg"), _folder.at("no-switch")}};
   const std::unique_ptr<LogHandle> _hostLog = _log.createHandle(kHostSubsystem, "");
   LinuxClock _clock;
   LinuxFileHandles _fileHandles{*_hostLog};

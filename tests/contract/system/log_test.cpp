@@ -35,6 +35,20 @@ TEST_P(LogContract, HandsEachMessageToTheHookAfterItWasLogged) {
   EXPECT_EQ(seen[0].text, "a text");
 }
 
+TEST_P(LogContract, HandsOnWhatAMessageIsAndWhereItIsLogged) {
+  world->log().setHook(LogLevel::debug, remembering());
+  const auto handle = world->log().createHandle("com.corvane.Test", "");
+  const unsigned line = __LINE__ + 1;
+  handle->log(LogLevel::error, "a text", LogEvent::rebootFailed);
+  handle->log(LogLevel::error, "another", LogEvent::none, {"file", 7, "function"});
+  ASSERT_EQ(seen.size(), 2U);
+  EXPECT_EQ(seen[0].origin.event, LogEvent::rebootFailed);
+  EXPECT_STREQ(seen[0].origin.place.file, "tests/contract/system/log_test.cpp");
+  EXPECT_EQ(seen[0].origin.place.line, line);
+  EXPECT_EQ(seen[1].origin.event, LogEvent::none);
+  EXPECT_STREQ(seen[1].origin.place.function, "function");
+}
+
 TEST_P(LogContract, CallsTheHookForMessagesAtLeastAsSevereAsItsMinimum) {
   world->log().setHook(LogLevel::info, remembering());
   const auto handle = world->log().createHandle("com.corvane.Test", "");

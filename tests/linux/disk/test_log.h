@@ -13,11 +13,6 @@ namespace marrow {
 
 class TestLog : public LogHandle {
  public:
-  void log(LogLevel level, const std::string& text) override {
-    const std::lock_guard lock(_mutex);
-    _records.emplace_back(level, text);
-  }
-
   bool has(const std::string& part) const {
     const std::lock_guard lock(_mutex);
     return std::any_of(_records.begin(), _records.end(), [&part](const auto& record) {
@@ -26,6 +21,11 @@ class TestLog : public LogHandle {
   }
 
  private:
+  void write(LogLevel level, const std::string& text, const LogOrigin& /*origin*/) override {
+    const std::lock_guard lock(_mutex);
+    _records.emplace_back(level, text);
+  }
+
   mutable std::mutex _mutex;
   std::vector<std::pair<LogLevel, std::string>> _records;
 };

@@ -11,10 +11,6 @@ namespace marrow {
 
 class RecordedLog final : public LogHandle {
  public:
-  void log(LogLevel level, const std::string& text) override {
-    _messages.emplace_back(level, text);
-  }
-
   std::vector<std::string> texts() const {
     std::vector<std::string> texts;
     for (const auto& message : _messages) {
@@ -25,6 +21,10 @@ class RecordedLog final : public LogHandle {
   const std::vector<std::pair<LogLevel, std::string>>& messages() const { return _messages; }
 
  private:
+  void write(LogLevel level, const std::string& text, const LogOrigin& /*origin*/) override {
+    _messages.emplace_back(level, text);
+  }
+
   std::vector<std::pair<LogLevel, std::string>> _messages;
 };
 

@@ -48,7 +48,7 @@ class LinuxLogTest : public testing::Test {
   const ScratchFolder folder;
   const std::string recordsPath = folder.at("kmsg");
   const std::string switchPath = folder.at("printk_devkmsg");
-  LinuxLog service{{recordsPath, switchPath}};
+  LinuxLog service{folder.at("no-journal"), {recordsPath, switchPath}};
 };
 
 TEST_F(LinuxLogTest, TouchesNothingUntilTheFirstMessage) {

@@ -11,16 +11,17 @@ namespace marrow {
 
 class RecordedLog final : public LogHandle {
  public:
-  void log(LogLevel /*level*/, const std::string& text) override {
-    const std::lock_guard lock(_mutex);
-    _texts.push_back(text);
-  }
   std::vector<std::string> texts() const {
     const std::lock_guard lock(_mutex);
     return _texts;
   }
 
  private:
+  void write(LogLevel /*level*/, const std::string& text, const LogOrigin& /*origin*/) override {
+    const std::lock_guard lock(_mutex);
+    _texts.push_back(text);
+  }
+
   mutable std::mutex _mutex;
   std::vector<std::string> _texts;
 };
