@@ -1,5 +1,6 @@
 #include "host/linux/kernel_holders.h"
 
+#include "host/linux/loop_status.h"
 #include "host/linux/settling.h"
 #include "host/linux/small_file.h"
 
@@ -50,18 +51,11 @@ std::vector<std::string> swapPaths(const std::string& procfs) {
 std::vector<BlockDevice> KernelHolders::loops(const HeldThing& thing) const {
   auto loops = _devices.disks();
   std::erase_if(loops, [this, &thing](const BlockDevice& disk) {
-    const auto backing = backingOf(disk);
+    const auto backing = loopBackingOf(_devices, disk);
     return !backing || !(thing.fileSystems.contains(backing->fileSystem) ||
                          (backing->device && thing.nodes.contains(*backing->device)));
   });
   return loops;
-}
-
-// Only a loop device that has something behind it is opened.
-std::optional<LoopBacking> KernelHolders::backingOf(const BlockDevice& disk) const {
-  const auto directory = _devices.directory(disk.name);
-  const bool isLoop = directory && ::access((*directory + "/loop/backing_file").c_str(), F_OK) == 0;
-  return isLoop ? loopBacking(_devices.node(disk)) : std::nullopt;
 }
 
 std::vector<std::string> KernelHolders::swaps(const HeldThing& thing,

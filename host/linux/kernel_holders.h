@@ -4,10 +4,8 @@
 
 #include "host/linux/block_devices.h"
 #include "host/linux/held_thing.h"
-#include "host/linux/loop_status.h"
 #include "host/linux/mount_spaces.h"
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -35,8 +33,6 @@ class KernelHolders {
   bool detach(const BlockDevice& loop) const;
 
  private:
-  std::optional<LoopBacking> backingOf(const BlockDevice& disk) const;
-
   std::string _procfs;
   const BlockDevices& _devices;
 };

@@ -43,9 +43,10 @@ HeldThing heldIn(const MountSpace& space, const MountEntry& mount, bool everywhe
 }
 
 // A less privileged namespace may not take apart what it was given by a more privileged one
-// (mount_namespaces(7)), and none can lose its root: there the mount goes with the namespace.
+// (mount_namespaces(7)), and none can lose its root: there the mount goes with the namespace. A
+// mount that has gone meanwhile gives the same errno value.
 bool isLocked(const MountSpace& space, const MountEntry& mount, int errorNumber) {
-  return !space.isOwn() && (mount.target == "/" || errorNumber == EINVAL);
+  return !space.isOwn() && (mount.target == "/" || errorNumber == EINVAL) && space.has(mount);
 }
 
 ErrorRef hiddenError(const MountSpace& space, const MountEntry& mount) {

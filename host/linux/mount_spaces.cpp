@@ -107,8 +107,8 @@ std::set<dev_t> fileSystemsOn(const std::vector<std::vector<MountEntry>>& tables
 
 }  // namespace
 
-MountSpace::MountSpace(const std::string& procfs, Descriptor file, std::string keeper)
-    : _procfs(procfs), _file(std::move(file)), _keeper(std::move(keeper)) {}
+MountSpace::MountSpace(std::string procfs, Descriptor file, std::string keeper)
+    : _procfs(std::move(procfs)), _file(std::move(file)), _keeper(std::move(keeper)) {}
 
 int MountSpace::perform(const std::function<void(const MountTable&)>& work) const {
   if (isOwn()) {

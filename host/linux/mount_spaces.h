@@ -10,6 +10,7 @@
 #include <functional>
 #include <string>
 #include <sys/types.h>
+#include <utility>
 #include <vector>
 
 namespace marrow {
@@ -19,9 +20,9 @@ namespace marrow {
 class MountSpace {
  public:
   // Our own.
-  explicit MountSpace(const std::string& procfs) : _procfs(procfs) {}
+  explicit MountSpace(std::string procfs) : _procfs(std::move(procfs)) {}
   // Another one, by its file of nsfs; `keeper` is who was seen to keep it.
-  MountSpace(const std::string& procfs, Descriptor file, std::string keeper);
+  MountSpace(std::string procfs, Descriptor file, std::string keeper);
 
   // Calls `work` with the namespace's mounts, in another namespace on a thread of its own that
   // lives there. 0, or the errno of entering; then `work` was not called.

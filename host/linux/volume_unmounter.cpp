@@ -62,7 +62,7 @@ bool VolumeUnmounter::isMounted(const BlockDevice& device) const {
   if (!_services.mountTable.ofDevice(device.number).empty() || _services.claims.isInUse(device)) {
     return true;
   }
-  const auto loops = loopsOver(device);
+  const auto loops = _services.stack.loopsOver(device);
   return std::any_of(loops.begin(), loops.end(),
                      [this](const BlockDevice& loop) { return isMounted(loop); });
 }
@@ -107,7 +107,7 @@ ErrorRef VolumeUnmounter::unmountPass(const BlockDevice& device, const UnmountOp
 // The same file system, by another name.
 ErrorRef VolumeUnmounter::unmountLoops(const BlockDevice& device,
                                        const UnmountOptions& options) const {
-  for (const auto& loop : loopsOver(device)) {
+  for (const auto& loop : _services.stack.loopsOver(device)) {
     if (auto failure = unmount(loop, options)) {
       return failure;
     }
@@ -152,18 +152,6 @@ void VolumeUnmounter::removeLoop(const BlockDevice& loop) const {
   }
 }
 
-// With their partitions.
-std::vector<BlockDevice> VolumeUnmounter::loopsOver(const BlockDevice& device) const {
-  std::vector<BlockDevice> devices;
-  for (const auto& loop : _services.kernelHolders.loops(heldNode(device))) {
-    for (auto& partition : _services.devices.partitionsOf(loop.name)) {
-      devices.push_back(std::move(partition));
-    }
-    devices.push_back(loop);
-  }
-  return devices;
-}
-
 ErrorRef VolumeUnmounter::checkFree(const BlockDevice& device,
                                     const UnmountOptions& options) const {
   return options.everyMount && isMounted(device)
@@ -183,6 +171,11 @@ std::vector<std::string> VolumeUnmounter::users(const BlockDevice& device) const
   auto names = _services.holders.names(held);
   for (auto& name : _services.kernelHolders.names(held, _services.mountSpaces.own())) {
     names.push_back(std::move(name));
+  }
+  for (const auto& loop : _services.stack.loopsOver(device)) {
+    if (isMounted(loop)) {
+      names.push_back("the mounted " + loop.name);
+    }
   }
   for (auto& above : _services.stack.above(device)) {
     names.push_back(std::move(above));

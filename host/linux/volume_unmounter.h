@@ -43,8 +43,8 @@ class VolumeUnmounter {
   // is back where it had been lent.
   ErrorRef unmount(const BlockDevice& device, const UnmountOptions& options) const;
 
-  // True while the device, or a loop device over its node, is mounted here, or something else uses
-  // it exclusively: a mount in another namespace, a device on top of it, a program.
+  // True while the device, or a loop device that shows its bytes, is mounted here, or something
+  // else uses it exclusively: a mount in another namespace, a device on top of it, a program.
   bool isMounted(const BlockDevice& device) const;
 
  private:
@@ -55,7 +55,6 @@ class VolumeUnmounter {
   bool becomesFree(const BlockDevice& device, const UnmountOptions& options) const;
   void releaseNode(const BlockDevice& device) const;
   void removeLoop(const BlockDevice& loop) const;
-  std::vector<BlockDevice> loopsOver(const BlockDevice& device) const;
   ErrorRef checkFree(const BlockDevice& device, const UnmountOptions& options) const;
   ErrorRef stillUsedError(const BlockDevice& device, int errorNumber,
                           const std::string& what) const;

@@ -46,8 +46,10 @@ class SwapSpace {
 // when that was still to do.
 class LeftLoopDevice {
  public:
-  explicit LeftLoopDevice(const std::string& backing) : _backing(backing) {
-    FILE* const pipe = ::popen(("losetup -f --show '" + backing + "'").c_str(), "re");
+  explicit LeftLoopDevice(const std::string& backing, const std::string& options = {})
+      : _backing(backing) {
+    const auto command = "losetup -f --show " + options + " '" + backing + "'";
+    FILE* const pipe = ::popen(command.c_str(), "re");
     std::string node(64, '\0');
     node.resize(std::fread(node.data(), 1, node.size(), pipe));
     EXPECT_EQ(::pclose(pipe), 0);
@@ -117,6 +119,13 @@ class UnmountOfWhatTheKernelHolds : public LinuxDiskTest,
     EXPECT_TRUE(data->unmount(kForceAll, &error)) << error->description();
     EXPECT_FALSE(data->isMounted());
     EXPECT_EQ(openExclusively(node), 0);
+  }
+
+  void expectClaimed() {
+    ErrorRef error;
+    EXPECT_TRUE(data->unmount(kForceAll, &error)) << error->description();
+    EXPECT_FALSE(data->isMounted());
+    EXPECT_EQ(tryMount(node, type), EBUSY);
   }
 
   std::string type = GetParam();
@@ -196,6 +205,29 @@ TEST_P(UnmountOfWhatTheKernelHolds, TakesTheMountOfALoopDeviceOverTheNode) {
   expectUnmounted();
   EXPECT_EQ(user.endingSignal(), SIGTERM);
   EXPECT_TRUE(mountTargets(loop.node()).empty());
+  runProgram({"losetup", "-d", loop.node()});
+}
+
+TEST_P(UnmountOfWhatTheKernelHolds, TakesTheMountOfAPartOfALoopDeviceOverTheDisk) {
+  const LeftLoopDevice loop(disk.node());
+  runProgram({"partx", "-u", loop.node()});
+  ASSERT_EQ(tryMount(loop.node() + "p1", type), 0);
+  EXPECT_TRUE(data->isMounted());
+  expectBusy({}, loop.name() + "p1");
+  const auto session = refuse({disk.name()});
+  expectClaimed();
+  EXPECT_TRUE(mountTargets(loop.node() + "p1").empty());
+  EXPECT_EQ(tryMount(loop.node() + "p1", type), EBUSY);
+  session->setQueue(nullptr);
+  runProgram({"partx", "-d", loop.node()});
+  runProgram({"losetup", "-d", loop.node()});
+}
+
+TEST_P(UnmountOfWhatTheKernelHolds, LeavesALoopDeviceOverOtherPartsOfTheDiskAlone) {
+  // The first MiB is the partition table's.
+  const LeftLoopDevice loop(disk.node(), "--sizelimit 1048576");
+  const ChildProcess user([&] { return ::open(loop.node().c_str(), O_RDONLY | O_EXCL) >= 0; });
+  EXPECT_FALSE(data->isMounted());
   runProgram({"losetup", "-d", loop.node()});
 }
 
