@@ -105,6 +105,7 @@ std::optional<BlockDevice> BlockDevices::find(std::string_view name) const {
   device.partition = partition;
   device.sequence = numberIn<std::uint64_t>(disk.native() + "/diskseq");
   device.removable = numberIn<unsigned>(disk.native() + "/removable") != 0;
+  device.start = numberIn<std::uint64_t>(*path + "/start");
   device.sectors = numberIn<std::uint64_t>(*path + "/size");
   return device;
 }

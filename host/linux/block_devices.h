@@ -18,6 +18,7 @@ struct BlockDevice {
   unsigned partition = 0;      // its number in the partition table; 0 is the whole disk
   std::uint64_t sequence = 0;  // the disk's, never given twice since the machine was started
   bool removable = false;      // so is the disk
+  std::uint64_t start = 0;     // where on its disk it begins, in sectors of 512 bytes
   std::uint64_t sectors = 0;   // of 512 bytes; 0 when there is no medium
 
   bool isDisk() const { return partition == 0; }

@@ -2,6 +2,7 @@
 
 #include "host/error_record.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <iterator>
@@ -62,6 +63,14 @@ bool Claims::refuses(const BlockDevice& device) const {
   const std::lock_guard lock(_mutex);
   const auto found = _claims.find(device.name);
   return found != _claims.end() && found->second.device.isSame(device);
+}
+
+bool Claims::refusesPartOf(const BlockDevice& disk) const {
+  const std::lock_guard lock(_mutex);
+  return std::any_of(_claims.begin(), _claims.end(), [&disk](const auto& claim) {
+    const BlockDevice& device = claim.second.device;
+    return !device.isDisk() && device.disk == disk.name && device.sequence == disk.sequence;
+  });
 }
 
 bool Claims::isInUse(const BlockDevice& device) {

@@ -55,6 +55,9 @@ class Claims {
   // True when it is claimed or will be.
   bool refuses(const BlockDevice& device) const;
 
+  // The same of any partition of this disk.
+  bool refusesPartOf(const BlockDevice& disk) const;
+
   // True when something other than a claim has it open exclusively: a mount in any mount
   // namespace, a device on top of it, or a program.
   bool isInUse(const BlockDevice& device);

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <unistd.h>
 #include <utility>
 
 namespace marrow {
@@ -30,6 +29,18 @@ void add(std::vector<BlockDevice>& devices, std::optional<BlockDevice> device) {
   }
 }
 
+constexpr std::uint64_t kSector = 512;
+
+// Sectors of one disk.
+struct Extent {
+  std::uint64_t begin = 0;
+  std::uint64_t size = 0;
+
+  bool meets(const Extent& other) const {
+    return begin < other.begin + other.size && other.begin < begin + size;
+  }
+};
+
 }  // namespace
 
 std::vector<BlockDevice> DeviceStack::below(const BlockDevice& device) const {
@@ -42,11 +53,32 @@ std::vector<BlockDevice> DeviceStack::below(const BlockDevice& device) const {
   for (const auto& slave : namesIn(*directory + "/slaves")) {
     add(lower, _devices.find(slave));
   }
-  if (::access((*directory + "/loop/backing_file").c_str(), F_OK) == 0) {
-    const auto backing = loopBacking(_devices.node(*disk));
-    add(lower, backing && backing->device ? _devices.findNumber(*backing->device) : std::nullopt);
-  }
+  const auto backing = loopBackingOf(_devices, *disk);
+  add(lower, backing && backing->device ? _devices.findNumber(*backing->device) : std::nullopt);
   return lower;
+}
+
+std::vector<BlockDevice> DeviceStack::loopsOver(const BlockDevice& device) const {
+  const auto disk = _devices.find(device.disk);
+  std::vector<BlockDevice> found;
+  for (const auto& loop : _devices.disks()) {
+    const auto backing = loopBackingOf(_devices, loop);
+    const bool onNode = backing && backing->device == device.number;
+    const bool onDisk = backing && disk && backing->device == disk->number;
+    if (!onNode && !onDisk) {
+      continue;
+    }
+    auto parts = _devices.partitionsOf(loop.name);
+    if (parts.empty()) {
+      parts.push_back(loop);
+    }
+    std::erase_if(parts, [&](const BlockDevice& part) {
+      const Extent shown{backing->offset / kSector + part.start, part.sectors};
+      return !onNode && !shown.meets({device.start, device.sectors});
+    });
+    found.insert(found.end(), parts.begin(), parts.end());
+  }
+  return found;
 }
 
 std::vector<std::string> DeviceStack::above(const BlockDevice& device) const {

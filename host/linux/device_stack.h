@@ -20,6 +20,10 @@ class DeviceStack {
   // device is not among them.
   std::vector<std::string> above(const BlockDevice& device) const;
 
+  // The loop devices that show bytes of this device a second time: those over its node, and those
+  // over its disk where they meet it. Where a loop device has partitions, these in its place.
+  std::vector<BlockDevice> loopsOver(const BlockDevice& device) const;
+
  private:
   const BlockDevices& _devices;
 };

@@ -11,7 +11,9 @@ set(MARROW_LINUX_DISK_SOURCES
   device_stack.cpp
   device_tree.cpp
   file_system_probe.cpp
+  held_thing.cpp
   kernel_events.cpp
+  kernel_holders.cpp
   linux_da_session.cpp
   linux_device_names.cpp
   linux_device_registry.cpp
@@ -23,8 +25,11 @@ set(MARROW_LINUX_DISK_SOURCES
   loam_containers.cpp
   loop_status.cpp
   mount_holders.cpp
+  mount_remover.cpp
+  mount_spaces.cpp
   mount_table.cpp
   partition_table.cpp
+  process_directories.cpp
   process_end.cpp
   registry_handles.cpp
   temporary_mounts.cpp
@@ -41,7 +46,9 @@ set(MARROW_LINUX_DISK_HEADERS
   device_tree.h
   disk_error.h
   file_system_probe.h
+  held_thing.h
   kernel_events.h
+  kernel_holders.h
   linux_da_session.h
   linux_device_names.h
   linux_device_registry.h
@@ -53,10 +60,14 @@ set(MARROW_LINUX_DISK_HEADERS
   loam_containers.h
   loop_status.h
   mount_holders.h
+  mount_remover.h
+  mount_spaces.h
   mount_table.h
   partition_table.h
+  process_directories.h
   process_end.h
   registry_handles.h
+  settling.h
   temporary_mounts.h
   udev_queue.h
   volume_unmounter.h)

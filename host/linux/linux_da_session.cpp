@@ -63,14 +63,10 @@ void LinuxDASession::unschedule() {
 }
 
 void LinuxDASession::askAboutAll() {
-  const auto devices = _services.devices.all();
-  for (const auto& device : devices) {
+  for (const auto& device : _services.devices.all()) {
     ask(device);
   }
-  // A second look, for a device may be listed before the one that it stands on.
-  for (const auto& device : devices) {
-    claimIfStacked(device);
-  }
+  claimAllStacked();
 }
 
 void LinuxDASession::deviceChanged(const BlockDeviceEvent& event) {
@@ -93,30 +89,60 @@ void LinuxDASession::deviceChanged(const BlockDeviceEvent& event) {
 // A device that is refused already is not put to the callback again with each of its events.
 void LinuxDASession::askLater(const BlockDevice& device) {
   if (!_services.claims.refuses(device)) {
-    _queue->async([this, device] { ask(device); });
+    _queue->async([this, device] {
+      if (ask(device)) {
+        claimAllStacked();
+      }
+    });
   }
 }
 
-// A whole disk is never claimed: that would refuse our own mounts of its partitions.
-void LinuxDASession::ask(const BlockDevice& device) {
+// True when the device is refused. A whole disk is never claimed: that would refuse our own mounts
+// of its partitions.
+bool LinuxDASession::ask(const BlockDevice& device) {
   LinuxDADisk disk(_services.devices, _services.registry, device);
-  if (_callback(disk) && !device.isDisk()) {
+  const bool isRefused = _callback(disk) && !device.isDisk();
+  if (isRefused) {
     _services.claims.refuse(this, device);
+  }
+  return isRefused;
+}
+
+// A device may be listed before the one that it stands on, and may have appeared before that one
+// was refused.
+void LinuxDASession::claimAllStacked() {
+  for (const auto& device : _services.devices.all()) {
+    claimIfStacked(device);
   }
 }
 
 // A mount through a loop or mapped device would not meet the claim of the device below.
 void LinuxDASession::claimIfStacked(const BlockDevice& device) {
-  if (device.isDisk() && !_services.claims.refuses(device) && standsOnRefused(device)) {
+  if (!isCovered(device) && standsOnRefused(device)) {
     _services.log.log(LogLevel::standard, device.name + " stands on a refused device");
     _services.claims.refuse(this, device);
   }
 }
 
+// The claim of a disk and those of its partitions shut each other out, and either refuses the
+// mounts of both.
+bool LinuxDASession::isCovered(const BlockDevice& device) const {
+  if (_services.claims.refuses(device)) {
+    return true;
+  }
+  if (device.isDisk()) {
+    return !_services.devices.partitionsOf(device.name).empty();
+  }
+  const auto disk = _services.devices.find(device.disk);
+  return disk && _services.claims.refuses(*disk);
+}
+
+// A device over the whole of a disk shows the partitions of that disk too.
 bool LinuxDASession::standsOnRefused(const BlockDevice& device) const {
   const auto below = _services.stack.below(device);
   return std::any_of(below.begin(), below.end(), [this](const BlockDevice& lower) {
-    return _services.claims.refuses(lower) || standsOnRefused(lower);
+    return _services.claims.refuses(lower) ||
+           (lower.isDisk() && _services.claims.refusesPartOf(lower)) || standsOnRefused(lower);
   });
 }
 

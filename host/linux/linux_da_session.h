@@ -25,8 +25,10 @@ class LinuxDASession : public DASession {
   void askAboutAll();
   void deviceChanged(const BlockDeviceEvent& event);
   void askLater(const BlockDevice& device);
-  void ask(const BlockDevice& device);
+  bool ask(const BlockDevice& device);
+  void claimAllStacked();
   void claimIfStacked(const BlockDevice& device);
+  bool isCovered(const BlockDevice& device) const;
   bool standsOnRefused(const BlockDevice& device) const;
   bool claimFreedDevices();
   bool canBecomeFreeUnseen(const BlockDevice& device) const;

@@ -11,13 +11,17 @@ struct LinuxDisks::Parts {
   Parts(LogHandle& log, const LinuxDiskRoots& roots)
       : devices(roots.sysfs, roots.dev),
         deviceTree(roots.deviceTree, roots.efivars),
-        udevQueue(roots.run),
+        udevQueue(roots.run, roots.procfs),
         mountTable(roots.procfs),
-        holders(roots.procfs, devices),
+        mountSpaces(roots.procfs),
+        holders(roots.procfs),
+        kernelHolders(roots.procfs, devices),
         processEnd(roots.procfs, log),
         claims(devices, log),
         registry({devices, containers, deviceTree, udevQueue, log}),
         temporaryMounts({devices, mountTable, claims}, roots.run),
+        unmounter({devices, stack, mountTable, mountSpaces, temporaryMounts, holders, kernelHolders,
+                   processEnd, claims, log}),
         arbitration({devices, stack, mountTable, registry, claims, log}, roots.procfs) {}
 
   BlockDevices devices;
@@ -26,13 +30,14 @@ struct LinuxDisks::Parts {
   DeviceTree deviceTree;
   UdevQueue udevQueue;
   MountTable mountTable;
+  MountSpaces mountSpaces;
   MountHolders holders;
+  KernelHolders kernelHolders;
   ProcessEnd processEnd;
   Claims claims;
   LinuxDeviceRegistry registry;
   TemporaryMounts temporaryMounts;
-  VolumeUnmounter unmounter{
-      {devices, stack, mountTable, temporaryMounts, holders, processEnd, claims}};
+  VolumeUnmounter unmounter;
   LinuxStaticMedia media{{devices, containers, registry, mountTable, temporaryMounts, unmounter}};
   LinuxDiskArbitration arbitration;
   LinuxDeviceNames deviceNames{devices};

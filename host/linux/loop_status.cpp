@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <linux/loop.h>
 #include <sys/ioctl.h>
+#include <unistd.h>
 
 namespace marrow {
 
@@ -16,11 +17,18 @@ std::optional<LoopBacking> loopBacking(const std::string& node) {
   }
   LoopBacking backing;
   backing.fileSystem = static_cast<dev_t>(info.lo_device);
+  backing.offset = info.lo_offset;
   // For a regular file older kernels put st_dev there, newer ones nothing.
   if (info.lo_rdevice != 0 && info.lo_rdevice != info.lo_device) {
     backing.device = static_cast<dev_t>(info.lo_rdevice);
   }
   return backing;
+}
+
+std::optional<LoopBacking> loopBackingOf(const BlockDevices& devices, const BlockDevice& disk) {
+  const auto directory = devices.directory(disk.name);
+  const bool isLoop = directory && ::access((*directory + "/loop/backing_file").c_str(), F_OK) == 0;
+  return isLoop ? loopBacking(devices.node(disk)) : std::nullopt;
 }
 
 }  // namespace marrow

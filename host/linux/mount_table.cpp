@@ -2,6 +2,7 @@
 
 #include "host/linux/c_text.h"
 
+#include <cstdio>
 #include <fcntl.h>
 #include <libmount/libmount.h>
 #include <memory>
@@ -39,24 +40,44 @@ MountEntry entry(libmnt_fs* mount) {
   return result;
 }
 
-// btrfs numbers its mounts with devices that do not exist: there the source tells.
-bool isOnDevice(const MountEntry& mount, dev_t number) {
-  if (mount.fileSystem == number) {
-    return true;
+struct CloseStream {
+  void operator()(FILE* stream) const { std::fclose(stream); }
+};
+
+Table readTable(Descriptor file, const std::string& path) {
+  Table table(mnt_new_table());
+  const std::unique_ptr<FILE, CloseStream> stream(file ? ::fdopen(file.number(), "re") : nullptr);
+  if (!stream) {
+    return nullptr;
   }
-  struct stat source {};
-  return major(mount.fileSystem) == 0 && mount.source.starts_with('/') &&
-         ::stat(mount.source.c_str(), &source) == 0 && S_ISBLK(source.st_mode) &&
-         source.st_rdev == number;
+  file.release();
+  return table && mnt_table_parse_stream(table.get(), stream.get(), path.c_str()) == 0
+             ? std::move(table)
+             : nullptr;
 }
 
 }  // namespace
 
+// btrfs numbers its mounts with devices that do not exist: there the source tells.
+bool MountEntry::isOnDevice(dev_t number) const {
+  if (fileSystem == number) {
+    return true;
+  }
+  struct stat status {};
+  return major(fileSystem) == 0 && source.starts_with('/') &&
+         ::stat(source.c_str(), &status) == 0 && S_ISBLK(status.st_mode) &&
+         status.st_rdev == number;
+}
+
 MountTable::MountTable(const std::string& procfs) : _path(procfs + "/self/mountinfo") {}
+
+MountTable::MountTable(Descriptor task) : _directory(std::move(task)), _path("mountinfo") {}
 
 std::vector<MountEntry> MountTable::all() const {
   std::vector<MountEntry> mounts;
-  const Table table(mnt_new_table_from_file(_path.c_str()));
+  const int directory = _directory ? _directory.number() : AT_FDCWD;
+  const Table table =
+      readTable(Descriptor(::openat(directory, _path.c_str(), O_RDONLY | O_CLOEXEC)), _path);
   const Iterator iterator(mnt_new_iter(MNT_ITER_FORWARD));
   libmnt_fs* mount = nullptr;
   while (table && iterator && mnt_table_next_fs(table.get(), iterator.get(), &mount) == 0) {
@@ -67,7 +88,7 @@ std::vector<MountEntry> MountTable::all() const {
 
 std::vector<MountEntry> MountTable::ofDevice(dev_t number) const {
   auto mounts = all();
-  std::erase_if(mounts, [number](const MountEntry& mount) { return !isOnDevice(mount, number); });
+  std::erase_if(mounts, [number](const MountEntry& mount) { return !mount.isOnDevice(number); });
   return mounts;
 }
 

@@ -1,6 +1,7 @@
-// The mounts of the process's own mount namespace (proc(5), mountinfo), read anew at each call. Any
-// thread.
+// The mounts of a mount namespace (proc(5), mountinfo), read anew at each call. Any thread.
 #pragma once
+
+#include "host/linux/descriptor.h"
 
 #include <cstdint>
 #include <string>
@@ -18,11 +19,19 @@ struct MountEntry {
   std::string target;
   bool readOnly = false;            // this mount
   bool fileSystemReadOnly = false;  // every mount of the file system
+
+  // True for a mount of the file system on this block device, as far as this entry tells.
+  bool isOnDevice(dev_t number) const;
 };
 
 class MountTable {
  public:
+  // Of the process's own namespace.
   explicit MountTable(const std::string& procfs);
+
+  // Of the namespace that the task lives in whose directory below /proc is open here; it need not
+  // be reachable by any path.
+  explicit MountTable(Descriptor task);
 
   // Oldest first. Empty when the table cannot be read.
   std::vector<MountEntry> all() const;
@@ -38,6 +47,7 @@ class MountTable {
   static bool isVisible(const MountEntry& mount);
 
  private:
+  Descriptor _directory;  // where the path begins; none for an absolute one
   std::string _path;
 };
 

@@ -34,6 +34,31 @@ bool isNodeOf(const std::string& node, dev_t number) {
   return ::stat(node.c_str(), &status) == 0 && S_ISBLK(status.st_mode) && status.st_rdev == number;
 }
 
+// Changes the flags of this mount alone (mount(2), MS_REMOUNT | MS_BIND); undoes it where that
+// fails.
+bool setOwnFlags(const std::string& target, bool readOnly) {
+  const unsigned long flags = MS_REMOUNT | MS_BIND | mountFlags(readOnly);
+  if (::mount(nullptr, target.c_str(), nullptr, flags, nullptr) == 0) {
+    return true;
+  }
+  const int number = errno;
+  ::umount2(target.c_str(), UMOUNT_NOFOLLOW);
+  errno = number;
+  return false;
+}
+
+// A file system that another mount namespace has mounted for writing cannot be read-only itself
+// (then EBUSY), but this mount of it can.
+bool mountAs(const std::string& type, const std::string& node, const std::string& target,
+             bool readOnly) {
+  const auto mount = [&](bool alsoFileSystem) {
+    return ::mount(node.c_str(), target.c_str(), type.c_str(), mountFlags(alsoFileSystem),
+                   nullptr) == 0;
+  };
+  return mount(readOnly) ||
+         (readOnly && errno == EBUSY && mount(false) && setOwnFlags(target, readOnly));
+}
+
 }  // namespace
 
 TemporaryMounts::TemporaryMounts(const Services& services, std::string run)
@@ -100,7 +125,7 @@ std::optional<MountEntry> TemporaryMounts::mountToBind(const BlockDevice& device
   return found;
 }
 
-// A bind mount takes its own flags only when it is mounted anew (mount(2), MS_REMOUNT | MS_BIND).
+// A bind mount takes its own flags only when it is mounted anew.
 ErrorRef TemporaryMounts::bind(const MountEntry& source, const std::string& target,
                                bool readOnly) const {
   const std::string what = "Cannot bind " + source.target + " to " + target;
@@ -110,13 +135,7 @@ ErrorRef TemporaryMounts::bind(const MountEntry& source, const std::string& targ
   if (::mount(source.target.c_str(), target.c_str(), nullptr, MS_BIND, nullptr) != 0) {
     return diskError(errno, what);
   }
-  const unsigned long flags = MS_REMOUNT | MS_BIND | mountFlags(readOnly);
-  if (::mount(nullptr, target.c_str(), nullptr, flags, nullptr) != 0) {
-    auto failure = diskError(errno, what);
-    ::umount2(target.c_str(), UMOUNT_NOFOLLOW);
-    return failure;
-  }
-  return nullptr;
+  return setOwnFlags(target, readOnly) ? nullptr : diskError(errno, what);
 }
 
 ErrorRef TemporaryMounts::mountNode(const BlockDevice& device, const std::string& target,
@@ -132,7 +151,7 @@ ErrorRef TemporaryMounts::mountNode(const BlockDevice& device, const std::string
   }
   // Nothing else happens between the claim and the mount.
   auto loan = _services.claims.lend(device);
-  if (::mount(node.c_str(), target.c_str(), type->c_str(), mountFlags(readOnly), nullptr) != 0) {
+  if (!mountAs(*type, node, target, readOnly)) {
     return diskError(errno, "Cannot mount " + node + " (" + *type + ") at " + target);
   }
   loan.keep();

@@ -3,7 +3,10 @@
 #include "host/linux/descriptor.h"
 
 #include <array>
+#include <charconv>
+#include <fstream>
 #include <poll.h>
+#include <sstream>
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -11,9 +14,11 @@ namespace marrow {
 
 namespace {
 
-// Without a watch (the user's watches are used up) nothing else tells when the file goes.
+// No event tells that udev was killed, nor, without a watch, that its file went.
 constexpr int kRecheckMilliseconds = 1000;
-constexpr int kNoLimit = -1;
+
+// net/unix/af_unix.c: __SO_ACCEPTCON in the flags of /proc/net/unix.
+constexpr unsigned long kListening = 0x10000;
 
 bool exists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
 
@@ -26,6 +31,19 @@ Descriptor watchRemovals(const std::string& directory) {
   return watch;
 }
 
+// A line of /proc/net/unix: "ADDRESS: REFERENCES PROTOCOL FLAGS TYPE STATE INODE PATH".
+bool isListeningAt(const std::string& line, const std::string& path) {
+  std::istringstream words(line);
+  std::string address;
+  std::string references;
+  std::string protocol;
+  std::string flagText;
+  words >> address >> references >> protocol >> flagText;
+  unsigned long flags = 0;
+  std::from_chars(flagText.data(), flagText.data() + flagText.size(), flags, 16);
+  return (flags & kListening) != 0 && line.ends_with(" " + path);
+}
+
 void drain(const Descriptor& watch) {
   std::array<char, 4096> events{};
   while (watch && ::read(watch.number(), events.data(), events.size()) > 0) {
@@ -34,10 +52,21 @@ void drain(const Descriptor& watch) {
 
 }  // namespace
 
-UdevQueue::UdevQueue(const std::string& run) : _directory(run + "/udev") {}
+UdevQueue::UdevQueue(const std::string& run, const std::string& procfs)
+    : _directory(run + "/udev"), _sockets(procfs + "/net/unix") {}
 
-bool UdevQueue::isEmpty() const {
-  return !exists(_directory + "/control") || !exists(_directory + "/queue");
+bool UdevQueue::isEmpty() const { return !exists(_directory + "/queue") || !isListening(); }
+
+// The kernel's table is asked, for a connection would disturb udev. Where there is no table, the
+// socket's file has to do.
+bool UdevQueue::isListening() const {
+  const std::string path = _directory + "/control";
+  std::ifstream table(_sockets);
+  bool listening = !table && exists(path);
+  for (std::string line; !listening && std::getline(table, line);) {
+    listening = isListeningAt(line, path);
+  }
+  return listening && exists(path);
 }
 
 void UdevQueue::waitUntilEmpty() const {
@@ -48,7 +77,7 @@ void UdevQueue::waitUntilEmpty() const {
   const Descriptor watch = watchRemovals(_directory);
   while (!isEmpty()) {
     pollfd event{watch.number(), POLLIN, 0};
-    ::poll(&event, 1, watch ? kNoLimit : kRecheckMilliseconds);
+    ::poll(&event, 1, kRecheckMilliseconds);
     drain(watch);
   }
 }

@@ -1,11 +1,11 @@
 #include "host/linux/volume_unmounter.h"
 
 #include "host/linux/disk_error.h"
+#include "host/linux/settling.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
-#include <sys/mount.h>
 #include <unistd.h>
 #include <utility>
 
@@ -16,18 +16,10 @@ namespace {
 // Somebody may mount again meanwhile; this often it is tried anew.
 constexpr int kPasses = 4;
 
-int plainUnmount(const MountEntry& mount) {
-  return ::umount2(mount.target.c_str(), UMOUNT_NOFOLLOW) == 0 ? 0 : errno;
-}
+// A mount that is just being made keeps the device in use before it can be seen.
+constexpr int kRounds = 2;
 
-// Other mounts may keep the file system alive, so that the unmount writes nothing out.
-ErrorRef syncFileSystem(const MountEntry& mount) {
-  const Descriptor root(
-      ::open(mount.target.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW));
-  return root && ::syncfs(root.number()) == 0
-             ? nullptr
-             : diskError(errno, "Cannot write out what was changed in " + mount.target);
-}
+constexpr UnmountOptions kEverythingByForce{true, true};
 
 // What the unmount wrote may still be in the drive's cache.
 ErrorRef flushDevice(const std::string& node) {
@@ -36,11 +28,26 @@ ErrorRef flushDevice(const std::string& node) {
                                                  : diskError(errno, "Cannot flush " + node);
 }
 
+HeldThing heldNode(const BlockDevice& device) {
+  HeldThing held;
+  held.nodes.insert(device.number);
+  return held;
+}
+
 }  // namespace
 
+VolumeUnmounter::VolumeUnmounter(const Services& services)
+    : _services(services),
+      _remover({services.temporaryMounts, services.holders, services.kernelHolders,
+                services.processEnd, [this](const BlockDevice& loop) { removeLoop(loop); }}) {}
+
 ErrorRef VolumeUnmounter::unmount(const BlockDevice& device, const UnmountOptions& options) const {
-  if (auto failure = unmountEach(device, options)) {
-    return failure;
+  bool isDone = false;
+  for (int round = 0; round < kRounds && !isDone; ++round) {
+    if (auto failure = unmountEach(device, options)) {
+      return failure;
+    }
+    isDone = !options.everyMount || becomesFree(device, options);
   }
   if (const int errorNumber = _services.claims.takeBack(device); errorNumber != 0) {
     return stillUsedError(device, errorNumber, " was unmounted, but cannot be claimed again");
@@ -52,76 +59,97 @@ ErrorRef VolumeUnmounter::unmount(const BlockDevice& device, const UnmountOption
 }
 
 bool VolumeUnmounter::isMounted(const BlockDevice& device) const {
-  return !_services.mountTable.ofDevice(device.number).empty() || _services.claims.isInUse(device);
+  if (!_services.mountTable.ofDevice(device.number).empty() || _services.claims.isInUse(device)) {
+    return true;
+  }
+  const auto loops = _services.stack.loopsOver(device);
+  return std::any_of(loops.begin(), loops.end(),
+                     [this](const BlockDevice& loop) { return isMounted(loop); });
 }
 
 ErrorRef VolumeUnmounter::unmountEach(const BlockDevice& device,
                                       const UnmountOptions& options) const {
   bool foundAny = false;
-  for (int pass = 0; pass < kPasses; ++pass) {
-    const auto found = mounts(device, options);
-    if (found.empty()) {
-      break;
+  bool foundMore = true;
+  for (int pass = 0; pass < kPasses && foundMore; ++pass) {
+    foundMore = false;
+    if (auto failure = unmountPass(device, options, foundMore)) {
+      return failure;
     }
-    foundAny = true;
-    for (const auto& mount : found) {
-      if (auto failure = unmountOne(mount, options)) {
+    foundAny = foundAny || foundMore;
+  }
+  if (options.everyMount) {
+    return unmountLoops(device, options);
+  }
+  const bool notOurs = !foundAny && isMounted(device);
+  return notOurs ? stillUsedError(device, EBUSY, " is in use, not by a mount of ours") : nullptr;
+}
+
+// Newest first: a later mount may stand on an earlier one.
+ErrorRef VolumeUnmounter::unmountPass(const BlockDevice& device, const UnmountOptions& options,
+                                      bool& foundAny) const {
+  const auto spaces = _services.mountSpaces.all();
+  const auto tables = mountsOfDevice(spaces, device.number);
+  for (std::size_t at = 0; at < spaces.size(); ++at) {
+    for (auto mount = tables[at].rbegin(); mount != tables[at].rend(); ++mount) {
+      if (!options.everyMount && !_services.temporaryMounts.isOwn(*mount, device)) {
+        continue;
+      }
+      foundAny = true;
+      if (auto failure = _remover.remove(spaces[at], *mount, options)) {
         return failure;
       }
     }
   }
-  const bool notOurs = !foundAny && !options.everyMount && isMounted(device);
-  return notOurs ? stillUsedError(device, EBUSY, " is in use, not by a mount of ours") : nullptr;
+  return nullptr;
 }
 
-ErrorRef VolumeUnmounter::unmountOne(const MountEntry& mount, const UnmountOptions& options) const {
-  if (auto failure = uncover(mount, options)) {
-    return failure;
-  }
-  // Everything stands on the root: no process would be left.
-  if (mount.target == "/") {
-    return busyError(mount, EBUSY);
-  }
-  auto notWritten = syncFileSystem(mount);
-  int errorNumber = plainUnmount(mount);
-  if (errorNumber == EBUSY && options.force) {
-    if (auto failure = unmountWhatStandsOn(mount)) {
-      return failure;
-    }
-    endHolders(mount, options);
-    errorNumber = plainUnmount(mount);
-  }
-  if (errorNumber != 0) {
-    return busyError(mount, errorNumber);
-  }
-  _services.temporaryMounts.removeDirectory(mount.target);
-  return notWritten;
-}
-
-// The path must lead to the very mount that is meant.
-ErrorRef VolumeUnmounter::uncover(const MountEntry& mount, const UnmountOptions& options) const {
-  if (options.force && !MountTable::isVisible(mount)) {
-    if (auto failure = unmountWhatStandsOn(mount)) {
-      return failure;
-    }
-  }
-  return MountTable::isVisible(mount) ? nullptr : hiddenError(mount);
-}
-
-ErrorRef VolumeUnmounter::unmountWhatStandsOn(const MountEntry& mount) const {
-  auto above = _services.mountTable.on(mount);
-  std::reverse(above.begin(), above.end());
-  for (const auto& each : above) {
-    if (auto failure = unmountOne(each, {false, true})) {
+// The same file system, by another name.
+ErrorRef VolumeUnmounter::unmountLoops(const BlockDevice& device,
+                                       const UnmountOptions& options) const {
+  for (const auto& loop : _services.stack.loopsOver(device)) {
+    if (auto failure = unmount(loop, options)) {
       return failure;
     }
   }
   return nullptr;
 }
 
-void VolumeUnmounter::endHolders(const MountEntry& mount, const UnmountOptions& options) const {
-  const auto held = heldThing(mount, options.everyMount);
-  _services.processEnd.end([this, &held] { return _services.holders.processes(held); });
+// A device is in use for a moment longer than its mounts.
+bool VolumeUnmounter::becomesFree(const BlockDevice& device, const UnmountOptions& options) const {
+  if (options.force) {
+    releaseNode(device);
+  }
+  return settles([this, &device] { return !isMounted(device); });
+}
+
+// What is no mount: swap space right on the device, and who still has a file of a file system open
+// that was detached lazily.
+void VolumeUnmounter::releaseNode(const BlockDevice& device) const {
+  if (!isMounted(device)) {
+    return;
+  }
+  _services.kernelHolders.turnOffSwaps(heldNode(device), _services.mountSpaces.own());
+  HeldThing files;
+  files.fileSystems.insert(device.number);
+  _services.processEnd.end([this, &files] { return _services.holders.processes(files); });
+}
+
+void VolumeUnmounter::removeLoop(const BlockDevice& loop) const {
+  HeldThing nodes = heldNode(loop);
+  auto parts = _services.devices.partitionsOf(loop.name);
+  parts.push_back(loop);
+  for (const auto& part : parts) {
+    nodes.nodes.insert(part.number);
+    if (const auto failure = unmount(part, kEverythingByForce)) {
+      _services.log.log(LogLevel::error, failure->description());
+    }
+  }
+  _services.processEnd.end([this, &nodes] { return _services.holders.processes(nodes); });
+  if (!_services.kernelHolders.detach(loop)) {
+    _services.log.log(LogLevel::error, "Cannot detach " + loop.name + ", held by " +
+                                           joinedHolders(_services.holders.names(nodes)));
+  }
 }
 
 ErrorRef VolumeUnmounter::checkFree(const BlockDevice& device,
@@ -131,46 +159,35 @@ ErrorRef VolumeUnmounter::checkFree(const BlockDevice& device,
              : nullptr;
 }
 
-ErrorRef VolumeUnmounter::hiddenError(const MountEntry& mount) const {
-  return diskError(EBUSY, "Cannot unmount " + mount.source + " from " + mount.target +
-                              ", which other mounts cover");
-}
-
-ErrorRef VolumeUnmounter::busyError(const MountEntry& mount, int errorNumber) const {
-  std::string holders = _services.holders.description(heldThing(mount, true));
-  for (const auto& above : _services.mountTable.on(mount)) {
-    holders += ", the mount " + above.target;
-  }
-  return diskError(errorNumber, "Cannot unmount " + mount.source + " from " + mount.target +
-                                    ", held by " + holders);
-}
-
 ErrorRef VolumeUnmounter::stillUsedError(const BlockDevice& device, int errorNumber,
                                          const std::string& what) const {
-  HeldThing held;
-  held.nodes.insert(device.number);
-  held.fileSystems.insert(device.number);
-  std::string holders = _services.holders.description(held);
-  for (const auto& above : _services.stack.above(device)) {
-    holders += ", " + above;
-  }
-  for (const auto& mount : _services.mountTable.ofDevice(device.number)) {
-    holders += ", the mount " + mount.target;
-  }
-  return diskError(errorNumber, _services.devices.node(device) + what + ", held by " + holders);
+  return diskError(errorNumber, _services.devices.node(device) + what + ", held by " +
+                                    joinedHolders(users(device)));
 }
 
-// Newest first: a later mount may stand on an earlier one.
-std::vector<MountEntry> VolumeUnmounter::mounts(const BlockDevice& device,
-                                                const UnmountOptions& options) const {
-  auto mounts = _services.mountTable.ofDevice(device.number);
-  if (!options.everyMount) {
-    std::erase_if(mounts, [this, &device](const MountEntry& mount) {
-      return !_services.temporaryMounts.isOwn(mount, device);
-    });
+std::vector<std::string> VolumeUnmounter::users(const BlockDevice& device) const {
+  HeldThing held = heldNode(device);
+  held.fileSystems.insert(device.number);
+  auto names = _services.holders.names(held);
+  for (auto& name : _services.kernelHolders.names(held, _services.mountSpaces.own())) {
+    names.push_back(std::move(name));
   }
-  std::reverse(mounts.begin(), mounts.end());
-  return mounts;
+  for (const auto& loop : _services.stack.loopsOver(device)) {
+    if (isMounted(loop)) {
+      names.push_back("the mounted " + loop.name);
+    }
+  }
+  for (auto& above : _services.stack.above(device)) {
+    names.push_back(std::move(above));
+  }
+  const auto spaces = _services.mountSpaces.all();
+  const auto tables = mountsOfDevice(spaces, device.number);
+  for (std::size_t at = 0; at < spaces.size(); ++at) {
+    for (const auto& mount : tables[at]) {
+      names.push_back(mountDescription(spaces[at], mount));
+    }
+  }
+  return names;
 }
 
 }  // namespace marrow

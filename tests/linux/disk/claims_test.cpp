@@ -5,6 +5,8 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
+#include <future>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/wait.h>
@@ -154,6 +156,97 @@ TEST_F(Claims, CoverALoopDeviceThatStoodOnARefusedNodeBefore) {
   EXPECT_EQ(tryMount(loop.node()), EBUSY);
   session.reset();
   EXPECT_EQ(openExclusively(loop.node()), 0);
+}
+
+TEST_F(Claims, CoverALoopDeviceOverTheWholeDisk) {
+  const LoopDisk disk({{kDataType, randomUUID(), "ext4"}});
+  auto session = refuse({disk.name()});
+  const LoopDevice loop(disk.node());
+  EXPECT_TRUE(waitUntil([&] { return openExclusively(loop.node()) == EBUSY; }));
+  EXPECT_EQ(container(loop.name()), nullptr);
+  session.reset();
+}
+
+// Whether the kernel finds the partitions by itself or is told of them.
+void addPartitionsOf(const LoopDevice& loop) {
+  if (!std::filesystem::exists(loop.node() + "p1")) {
+    runProgram({"partx", "-a", loop.node()});
+  }
+}
+
+void removePartitionsOf(const LoopDevice& loop) { runProgram({"partx", "-d", loop.node()}); }
+
+TEST_F(Claims, CoverPartitionsOfALoopDeviceThatStoodOverTheDiskBefore) {
+  const LoopDisk disk({{kDataType, randomUUID(), "ext4"}, {kUpdateType, "u", "ext4"}});
+  const LoopDevice loop(disk.node());
+  addPartitionsOf(loop);
+  ASSERT_EQ(tryMount(loop.node() + "p2"), 0);
+  auto session = refuse({disk.name()});
+  const auto other = folder.makeFolder("other");
+  EXPECT_EQ(mountNode(loop.node() + "p1", other, "ext4"), EBUSY);
+  EXPECT_EQ(mountNode(loop.node(), other, "ext4"), EBUSY);
+  EXPECT_EQ(volume(loop.name() + "p1"), nullptr);
+  ASSERT_EQ(::umount2(place.c_str(), 0), 0);
+  EXPECT_TRUE(waitUntil([&] { return log.has("claimed " + loop.name() + "p2"); }));
+  EXPECT_EQ(mountNode(loop.node() + "p2", other, "ext4"), EBUSY);
+  session.reset();
+  EXPECT_EQ(openExclusively(loop.node() + "p1"), 0);
+  removePartitionsOf(loop);
+}
+
+TEST_F(Claims, CoverPartitionsThatAppearOnALoopDeviceOverTheDisk) {
+  const LoopDisk disk({{kDataType, randomUUID(), "ext4"}, {kUpdateType, "u", "ext4"}});
+  auto session = refuse({disk.name()});
+  const LoopDevice loop(disk.node());
+  ASSERT_TRUE(waitUntil([&] { return log.has(loop.name() + " stands on a refused device"); }));
+  addPartitionsOf(loop);
+  EXPECT_EQ(tryMount(loop.node() + "p1"), EBUSY);
+  EXPECT_EQ(tryMount(loop.node() + "p2"), EBUSY);
+  EXPECT_FALSE(log.has(loop.name() + "p1"));
+  session.reset();
+  removePartitionsOf(loop);
+}
+
+// The session of a daemon refuses by group: which disk will have it is not known before.
+std::unique_ptr<DASession> refuseGroup(LinuxDisks& disks, const std::string& group) {
+  auto session = disks.diskArbitration().createSession();
+  session->registerMountApproval([&disks, group](DADisk& asked) -> std::optional<DADissent> {
+    const auto media = disks.media().mediaForBSDName(asked.bsdName());
+    const auto volume = media ? media->asVolume() : nullptr;
+    return volume && volume->volumeGroupUUID() == group
+               ? std::optional(DADissent{kDAReturnNotPermitted, "in use"})
+               : std::nullopt;
+  });
+  return session;
+}
+
+TEST_F(Claims, CoverADiskThatComesLateAndWhatStandsOnIt) {
+  const auto group = randomUUID();
+  auto session = refuseGroup(disks, group);
+  session->setQueue(queue);
+  const LoopDisk disk({{kLinuxDataType, "other", "ext4"}, {kDataType, group}});
+  const LoopDevice loop(disk.partitionNode(2));
+  EXPECT_TRUE(waitUntil([&] { return openExclusively(disk.partitionNode(2)) == EBUSY; }));
+  EXPECT_TRUE(waitUntil([&] { return openExclusively(loop.node()) == EBUSY; }));
+  ASSERT_EQ(tryMount(disk.partitionNode(1)), 0);
+  EXPECT_EQ(::umount2(place.c_str(), 0), 0);
+  session.reset();
+}
+
+TEST_F(Claims, CoverALateDiskThatIsMountedBeforeItWasAskedAboutAsSoonAsItIsFree) {
+  const auto group = randomUUID();
+  auto session = refuseGroup(disks, group);
+  session->setQueue(queue);
+  std::promise<void> go;
+  queue->async([&go] { go.get_future().wait(); });
+  const LoopDisk disk({{kDataType, group, "ext4"}});
+  ASSERT_EQ(tryMount(disk.partitionNode(1)), 0);
+  go.set_value();
+  EXPECT_TRUE(waitUntil([&] { return log.has(disk.partition(1) + " is in use"); }));
+  ASSERT_EQ(::umount2(place.c_str(), 0), 0);
+  EXPECT_TRUE(waitUntil([&] { return log.has("claimed " + disk.partition(1)); }));
+  EXPECT_EQ(tryMount(disk.partitionNode(1)), EBUSY);
+  session.reset();
 }
 
 TEST_F(Claims, AreNeverOnWholeDisks) {

@@ -16,6 +16,12 @@
 
 namespace marrow {
 
+// NOLINTBEGIN(cert-err58-cpp)
+inline const VolumeOptions kAll = {{DVLoamVolumeUnmountOptionAll, true}};
+inline const VolumeOptions kForceAll = {{DVLoamVolumeUnmountOptionForce, true},
+                                        {DVLoamVolumeUnmountOptionAll, true}};
+// NOLINTEND(cert-err58-cpp)
+
 // 0, or the errno of the call.
 int mountNode(const std::string& node, const std::string& target, const std::string& type,
               unsigned long flags = 0);

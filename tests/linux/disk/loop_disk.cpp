@@ -73,9 +73,9 @@ struct Mount {
 };
 
 // proc(5), mountinfo: the target is the fifth word, the source the second behind the dash.
-std::vector<Mount> mounts() {
+std::vector<Mount> mounts(const std::string& path = "/proc/self/mountinfo") {
   std::vector<Mount> found;
-  std::ifstream table("/proc/self/mountinfo");
+  std::ifstream table(path);
   for (std::string line; std::getline(table, line);) {
     std::istringstream words(line);
     std::array<std::string, 5> head;
@@ -194,9 +194,9 @@ void LoopDisk::removePartitions() const {
   }
 }
 
-std::vector<std::string> mountTargets(const std::string& source) {
+std::vector<std::string> mountTargets(const std::string& source, const std::string& table) {
   std::vector<std::string> targets;
-  for (const auto& mount : mounts()) {
+  for (const auto& mount : mounts(table)) {
     if (mount.source == source) {
       targets.push_back(mount.target);
     }

@@ -89,6 +89,7 @@ class TestFolder {
   TestFolder(const TestFolder&) = delete;
   TestFolder& operator=(const TestFolder&) = delete;
 
+  const std::string& path() const { return _path; }
   std::string at(const std::string& name) const { return _path + "/" + name; }
   std::string makeFolder(const std::string& name) const;
 
@@ -96,8 +97,10 @@ class TestFolder {
   std::string _path;
 };
 
-// Where this source is mounted, oldest first, and what is mounted below a path, newest first.
-std::vector<std::string> mountTargets(const std::string& source);
+// Where this source is mounted, oldest first, in our namespace or as another process's table tells;
+// and what is mounted below a path, newest first.
+std::vector<std::string> mountTargets(const std::string& source,
+                                      const std::string& table = "/proc/self/mountinfo");
 std::vector<std::string> mountsBelow(const std::string& path);
 
 std::string randomUUID();

@@ -1,5 +1,6 @@
 #include "host/linux/udev_queue.h"
 
+#include "host/linux/descriptor.h"
 #include "tests/linux/disk/loop_disk.h"
 
 #include <chrono>
@@ -7,6 +8,8 @@
 #include <fstream>
 #include <future>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 namespace marrow {
 
@@ -18,9 +21,24 @@ class UdevQueueTest : public testing::Test {
  protected:
   UdevQueueTest() {
     folder.makeFolder("udev");
-    std::ofstream(folder.at("udev/control"));
+    listen();
     std::ofstream(folder.at("udev/queue"));
   }
+
+  // As udev does.
+  void listen() {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    folder.at("udev/control").copy(address.sun_path, sizeof(address.sun_path) - 1);
+    control = Descriptor(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    ASSERT_EQ(::bind(control.number(), reinterpret_cast<sockaddr*>(&address),  // NOLINT
+                     sizeof(address)),
+              0);
+    ASSERT_EQ(::listen(control.number(), 0), 0);
+  }
+
+  // Its files stay.
+  void killUdev() { control.reset(); }
 
   std::future<void> startWaiting() {
     return std::async(std::launch::async, [this] { queue.waitUntilEmpty(); });
@@ -30,7 +48,8 @@ class UdevQueueTest : public testing::Test {
   }
 
   TestFolder folder;
-  UdevQueue queue{folder.at("")};
+  Descriptor control;
+  UdevQueue queue{folder.path(), "/proc"};
 };
 
 constexpr std::chrono::milliseconds kShort{50};
@@ -61,6 +80,45 @@ TEST_F(UdevQueueTest, IsWaitedForNoLongerWhenUdevEnds) {
   EXPECT_FALSE(hasEnded(wait, kShort));
   fs::remove(folder.at("udev/control"));
   EXPECT_TRUE(hasEnded(wait, kLong));
+}
+
+TEST_F(UdevQueueTest, IsEmptyWhereUdevWasKilledAndItsFilesAreLeft) {
+  EXPECT_FALSE(queue.isEmpty());
+  killUdev();
+  ASSERT_TRUE(fs::exists(folder.at("udev/control")));
+  EXPECT_TRUE(queue.isEmpty());
+  queue.waitUntilEmpty();
+}
+
+TEST_F(UdevQueueTest, IsWaitedForNoLongerWhenUdevIsKilled) {
+  const auto wait = startWaiting();
+  EXPECT_FALSE(hasEnded(wait, kShort));
+  killUdev();
+  EXPECT_TRUE(hasEnded(wait, kLong));
+}
+
+TEST_F(UdevQueueTest, IsWaitedForAgainWhenUdevWasStartedAnew) {
+  killUdev();
+  fs::remove(folder.at("udev/control"));
+  listen();
+  const auto wait = startWaiting();
+  EXPECT_FALSE(hasEnded(wait, kShort));
+  fs::remove(folder.at("udev/queue"));
+  EXPECT_TRUE(hasEnded(wait, kLong));
+}
+
+TEST_F(UdevQueueTest, IsEmptyWhereAnotherProgramsFileStandsForTheSocket) {
+  killUdev();
+  fs::remove(folder.at("udev/control"));
+  std::ofstream(folder.at("udev/control"));
+  EXPECT_TRUE(queue.isEmpty());
+}
+
+TEST_F(UdevQueueTest, CountsTheSocketsFileWhereTheKernelShowsNoSockets) {
+  const UdevQueue blind(folder.path(), folder.makeFolder("proc"));
+  EXPECT_FALSE(blind.isEmpty());
+  fs::remove(folder.at("udev/control"));
+  EXPECT_TRUE(blind.isEmpty());
 }
 
 TEST_F(UdevQueueTest, MayFillAgainWhileItIsWaitedFor) {

@@ -17,9 +17,6 @@ namespace marrow {
 
 namespace {
 
-const VolumeOptions kForceAll = {{DVLoamVolumeUnmountOptionForce, true},
-                                 {DVLoamVolumeUnmountOptionAll, true}};
-const VolumeOptions kAll = {{DVLoamVolumeUnmountOptionAll, true}};
 const VolumeOptions kForce = {{DVLoamVolumeUnmountOptionForce, true}};
 const VolumeOptions kReadOnly = {{DVLoamVolumeMountOptionReadOnly, true}};
 
@@ -250,22 +247,6 @@ TEST_F(UnmountByForce, LeavesTheJournalAlone) {
   EXPECT_EQ(::kill(child, 0), 0);
   ::kill(child, SIGKILL);
   ::waitpid(child, nullptr, 0);
-  EXPECT_TRUE(data->unmount(kForceAll, nullptr));
-}
-
-TEST_F(UnmountByForce, NamesALoopDeviceThatHoldsTheVolume) {
-  const LoopDisk disk({{kDataType, randomUUID(), "ext4"}});
-  const auto data = volume(disk.partition(1));
-  const auto path = data->mountAtTemporaryPath({}, nullptr);
-  ASSERT_TRUE(path);
-  std::ofstream(*path + "/image") << std::string(1 << 20, 'x');
-  {
-    const LoopDevice loop(*path + "/image");
-    ErrorRef error;
-    EXPECT_FALSE(data->unmount(kForceAll, &error));
-    ASSERT_NE(error, nullptr);
-    EXPECT_NE(error->description().find(loop.name()), std::string::npos) << error->description();
-  }
   EXPECT_TRUE(data->unmount(kForceAll, nullptr));
 }
 
