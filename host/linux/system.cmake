@@ -24,6 +24,7 @@ set(MARROW_LINUX_SYSTEM_SOURCES
   property_list_writer.cpp
   readiness_thread.cpp
   service_notification.cpp
+  socket_address.cpp
   staged_file.cpp
   superseded_mark.cpp
   task_loop.cpp
@@ -58,6 +59,7 @@ set(MARROW_LINUX_SYSTEM_HEADERS
   readiness_thread.h
   retry.h
   service_notification.h
+  socket_address.h
   staged_file.h
   superseded_mark.h
   task_loop.h
