@@ -11,8 +11,9 @@ constexpr ScreenSize kSmallestScreen = {9, 24};
 constexpr int kWidestBar = 60;
 constexpr std::string_view kNotice = "Finishing the system update. Keep the machine on.";
 
-// Ends a sequence, and a character set, that somebody has left half written; keeps the cursor.
-constexpr std::string_view kTakeCursor = "\030\0337\033(B\017\033[0m";
+// Ends a sequence that somebody has left half written, keeps the cursor with its look and character
+// set, and has places counted from the top of the screen.
+constexpr std::string_view kTakeCursor = "\030\0337\033[?6l\033(B\017\033[0m";
 constexpr std::string_view kGiveCursorBack = "\0338";
 constexpr std::string_view kWholeScreenScrolls = "\033[r";
 // Moving down stops at the bottom row and keeps the column.

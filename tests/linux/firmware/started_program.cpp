@@ -48,6 +48,14 @@ void StartedProgram::suspend() const {
 
 void StartedProgram::resume() const { EXPECT_EQ(::kill(_process, SIGCONT), 0); }
 
+bool StartedProgram::terminate() {
+  EXPECT_EQ(::kill(_process, SIGTERM), 0);
+  int status = -1;
+  EXPECT_EQ(::waitpid(_process, &status, 0), _process);
+  _process = 0;
+  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
 void StartedProgram::end() {
   if (_process > 0) {
     EXPECT_EQ(::kill(_process, SIGKILL), 0);

@@ -22,6 +22,9 @@ class StartedProgram {
   void suspend() const;
   void resume() const;
 
+  // Asks it to end, and waits until it has. True when it went in good order.
+  bool terminate();
+
   // Kills it at once. May be repeated.
   void end();
 
