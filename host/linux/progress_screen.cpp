@@ -8,7 +8,7 @@ namespace marrow {
 namespace {
 
 constexpr ScreenSize kSmallestScreen = {9, 24};
-constexpr int kWidestBar = 60;
+constexpr int kWidestBar = 40;
 constexpr std::string_view kNotice = "Finishing the system update. Keep the machine on.";
 
 // Ends a sequence that somebody has left half written, keeps the cursor with its look and character
@@ -55,7 +55,7 @@ std::string bar(ScreenSize size, int row, int percentage) {
   const auto full = static_cast<std::size_t>(width * percentage / 100);
   const auto rest = static_cast<std::size_t>(width) - full;
   return cursorTo(row, (size.columns - width - 2) / 2 + 1) + "[\033[7m" + std::string(full, ' ') +
-         "\033[27m" + std::string(rest, ' ') + "]";
+         "\033[27m" + std::string(rest, '.') + "]";
 }
 
 }  // namespace

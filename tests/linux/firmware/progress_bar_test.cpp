@@ -19,7 +19,6 @@ namespace {
 
 using testing::Each;
 using testing::HasSubstr;
-using testing::StartsWith;
 
 using Rows = std::vector<std::string>;
 
@@ -29,7 +28,8 @@ std::vector<std::string> expectedDisplay(int percentage, int shift) {
   Rows rows(17);
   rows[5] = std::string(37, ' ') + "Marrow";
   rows[6] = std::string(15, ' ') + "Finishing the system update. Keep the machine on.";
-  rows[8] = std::string(9, ' ') + "[" + std::string(60, ' ') + "]";
+  const auto full = static_cast<std::size_t>(percentage * 40 / 100);
+  rows[8] = std::string(19, ' ') + "[" + std::string(full, ' ') + std::string(40 - full, '.') + "]";
   rows[9] = std::string(static_cast<std::size_t>(shift), ' ') + std::to_string(percentage) + "%";
   return rows;
 }
@@ -45,7 +45,7 @@ TEST_P(ProgressBarTest, TheKernelsConsoleShowsIt) {
   ASSERT_EQ(bar.open(console.path()), 0);
   bar.show(42);
   EXPECT_EQ(displayPart(console.rows()), expectedDisplay(42, 38));
-  EXPECT_EQ(console.reversedCells(8), 25);
+  EXPECT_EQ(console.reversedCells(8), 16);
 }
 
 TEST_P(ProgressBarTest, LinesOfOthersOnTheKernelsConsoleStayBelowIt) {
@@ -70,7 +70,7 @@ TEST_P(ProgressBarTest, LinesOfOthersOnTheKernelsConsoleStayBelowIt) {
   done = true;
   others.join();
   EXPECT_EQ(displayPart(console.rows()), expectedDisplay(100, 38));
-  EXPECT_EQ(console.reversedCells(8), 60);
+  EXPECT_EQ(console.reversedCells(8), 40);
   const Rows rows = console.rows();
   EXPECT_THAT(Rows(rows.begin() + 17, rows.end() - 1), Each(testing::Not("")));
 }
@@ -83,7 +83,6 @@ TEST_P(ProgressBarTest, AResetOfTheKernelsConsoleIsRepaired) {
   console.write("\033c\033[5;5Hgarbage\033[7mmore");
   bar.redraw(7);
   EXPECT_EQ(displayPart(console.rows()), expectedDisplay(7, 39));
-  EXPECT_THAT(console.rows().back(), StartsWith(""));
 }
 
 TEST_P(ProgressBarTest, TheKernelsConsoleIsGivenBackAtTheEnd) {
