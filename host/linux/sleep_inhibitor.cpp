@@ -144,16 +144,17 @@ int askForLock(const SystemBusLibrary& library, const std::string& socket,
 
 }  // namespace
 
-Descriptor takeSleepInhibitor(const std::string& socket, const SleepInhibitor& inhibitor) {
+Descriptor takeSleepInhibitor(const std::string& socket, const SleepInhibitor& inhibitor,
+                              const char* library) {
   if (::access(socket.c_str(), F_OK) != 0) {
     return {};
   }
-  SystemBusLibrary library{};
-  if (!library.load(kSystemBusLibrary)) {
+  SystemBusLibrary functions{};
+  if (!functions.load(library)) {
     errno = ELIBACC;
     return {};
   }
-  const int lock = askForLock(library, socket, inhibitor);
+  const int lock = askForLock(functions, socket, inhibitor);
   if (lock < 0) {
     errno = -lock;
     return {};

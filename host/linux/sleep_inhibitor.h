@@ -9,6 +9,7 @@
 namespace marrow {
 
 inline constexpr char kSystemBusSocket[] = "/run/dbus/system_bus_socket";
+inline constexpr char kSystemBusLibrary[] = "libsystemd.so.0";
 
 struct SleepInhibitor {
   std::string what;  // "sleep", "idle"
@@ -21,6 +22,7 @@ struct SleepInhibitor {
 // ENOENT or ECONNREFUSED without a bus, ELIBACC where libsystemd is missing, ETIMEDOUT when the bus
 // or logind has not answered within a second, EHOSTUNREACH when nobody is logind on this bus,
 // EACCES when logind refuses. Any thread.
-Descriptor takeSleepInhibitor(const std::string& socket, const SleepInhibitor& inhibitor);
+Descriptor takeSleepInhibitor(const std::string& socket, const SleepInhibitor& inhibitor,
+                              const char* library = kSystemBusLibrary);
 
 }  // namespace marrow

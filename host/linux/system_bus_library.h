@@ -6,8 +6,6 @@
 
 namespace marrow {
 
-inline constexpr char kSystemBusLibrary[] = "libsystemd.so.0";
-
 // The functions of sd-bus(3) under their own names, without "sd_bus_". The library stays loaded.
 struct SystemBusLibrary {
   decltype(&::sd_bus_new) create;
@@ -25,7 +23,7 @@ struct SystemBusLibrary {
   decltype(&::sd_bus_message_read) messageRead;
   decltype(&::sd_bus_message_unref) messageUnref;
 
-  // False when the library, or a function of it, is missing.
+  // False when the library of this name (dlopen(3)), or a function of it, is missing.
   bool load(const char* library);
 };
 

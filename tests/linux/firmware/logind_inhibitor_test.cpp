@@ -101,6 +101,17 @@ TEST_F(LogindInhibitorTest, ThePathOfTheBusMayHoldAnyCharacter) {
   EXPECT_TRUE(takeSleepInhibitor(link, {"sleep", "marrowd", "why"}));
 }
 
+TEST_F(LogindInhibitorTest, ALibraryThatIsMissingOrAnotherOneIsToldApartFromAMissingBus) {
+  const SleepInhibitor wanted{"sleep", "marrowd", "why"};
+  EXPECT_FALSE(takeSleepInhibitor(machine.bus(), wanted, "libnothing.so.0"));
+  EXPECT_EQ(errno, ENOENT);
+  machine.startBus();
+  for (const char* const library : {"libnothing.so.0", "libc.so.6"}) {
+    EXPECT_FALSE(takeSleepInhibitor(machine.bus(), wanted, library));
+    EXPECT_EQ(errno, ELIBACC) << library;
+  }
+}
+
 TEST_F(LogindInhibitorTest, ABusThatRefusesIsTheStatusWhereTheKernelHasNoLocks) {
   machine.startBus(kDenyInhibit);
   machine.startLogind();
