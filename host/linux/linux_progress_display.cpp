@@ -94,6 +94,7 @@ void LinuxProgressDisplay::Client::leaveSplash(int status) {
   _display._failedSplash.report(
       formatText("The boot splash (%s) shows no progress; it is shown on %s instead. %s",
                  _display._paths.splash, _display._paths.terminal, errorNumberText(status)));
+  _splash = PlymouthConnection();
   bringTextBack(_display._paths.terminal);
 }
 

@@ -28,7 +28,7 @@ bool takesFullScreen(const Descriptor& terminal) {
 }  // namespace
 
 ProgressBar::~ProgressBar() {
-  if (_output && !(_size == ScreenSize{})) {
+  if (_output && _size != ScreenSize{}) {
     writeText(_output, endProgressScreen());
   }
 }
@@ -57,7 +57,7 @@ void ProgressBar::redraw(int percentage) {
 
 void ProgressBar::draw(int percentage) {
   const ScreenSize size = sizeOf(_output);
-  if (!(size == _size)) {
+  if (size != _size) {
     _size = size;
     writeText(_output, beginProgressScreen(size));
   }

@@ -8,7 +8,7 @@ namespace marrow {
 namespace {
 
 constexpr ScreenSize kSmallestScreen = {9, 24};
-constexpr int kWidestBar = 40;
+constexpr int kWidestBar = 40;  // cells; a picture of the screen is searched for just so many
 constexpr std::string_view kNotice = "Finishing the system update. Keep the machine on.";
 
 // Ends a sequence that somebody has left half written, keeps the cursor with its look and character
@@ -59,10 +59,6 @@ std::string bar(ScreenSize size, int row, int percentage) {
 }
 
 }  // namespace
-
-bool operator==(const ScreenSize& one, const ScreenSize& other) {
-  return one.rows == other.rows && one.columns == other.columns;
-}
 
 bool fitsProgressScreen(ScreenSize size) {
   return size.rows >= kSmallestScreen.rows && size.columns >= kSmallestScreen.columns;

@@ -10,9 +10,9 @@ namespace marrow {
 struct ScreenSize {
   int rows = 0;
   int columns = 0;
-};
 
-bool operator==(const ScreenSize& one, const ScreenSize& other);
+  bool operator==(const ScreenSize& other) const = default;
+};
 
 // Whether the display is readable there. 80 by 25 is.
 bool fitsProgressScreen(ScreenSize size);
