@@ -23,8 +23,9 @@ constexpr std::size_t kAttributesLength = 4;
 class ImmutableFlagLifted {
  public:
   explicit ImmutableFlagLifted(const std::string& path)
-      : _file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)) {
-    if (_file && ::ioctl(_file.number(), FS_IOC_GETFLAGS, &_flags) == 0 && isImmutable()) {
+      : _file(retryInterrupted(
+            [&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); })) {
+    if (_file && request(FS_IOC_GETFLAGS, _flags) == 0 && isImmutable()) {
       set(_flags & ~FS_IMMUTABLE_FL);
     }
   }
@@ -42,21 +43,27 @@ class ImmutableFlagLifted {
     struct stat status {};
     return ::fstat(_file.number(), &status) == 0 && status.st_nlink > 0;
   }
-  void set(int flags) const { ::ioctl(_file.number(), FS_IOC_SETFLAGS, &flags); }
+  int request(unsigned long what, int& flags) const {
+    return retryInterrupted([&] { return ::ioctl(_file.number(), what, &flags); });
+  }
+  void set(int flags) const { request(FS_IOC_SETFLAGS, flags); }
 
   Descriptor _file;
   int _flags = 0;  // the kernel takes an int, whatever the request's number says
 };
 
 int removeMutable(const std::string& path) {
-  return ::unlink(path.c_str()) == 0 || errno == ENOENT ? 0 : errno;
+  const int status = retryInterrupted([&] { return ::unlink(path.c_str()); });
+  return status == 0 || errno == ENOENT ? 0 : errno;
 }
 
 // The firmware takes each write(2) for a value of its own, so there must be one only. Without
 // O_TRUNC a plain file would keep the tail of a longer value.
 int writeMutable(const std::string& path, std::string_view bytes) {
-  const Descriptor file(
-      ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0644));
+  const Descriptor file(retryInterrupted([&] {
+    return ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK | O_NOCTTY,
+                  0644);
+  }));
   if (!file) {
     return errno;
   }

@@ -3,6 +3,7 @@
 #include "host/error_record.h"
 #include "host/linux/descriptor.h"
 #include "host/linux/efi_variable_file.h"
+#include "host/linux/retry.h"
 #include "host/text_format.h"
 
 #include <algorithm>
@@ -74,7 +75,8 @@ int EFIVariableStore::sync() {
   if (const int status = presence(); status != 0) {
     return status;
   }
-  const Descriptor directory(::open(_root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const Descriptor directory(
+      retryInterrupted([&] { return ::open(_root.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); }));
   struct statfs status {};
   if (!directory || ::fstatfs(directory.number(), &status) != 0) {
     return errno;
@@ -82,7 +84,7 @@ int EFIVariableStore::sync() {
   if (isOn(status, EFIVARFS_MAGIC)) {
     return 0;
   }
-  return ::syncfs(directory.number()) == 0 ? 0 : errno;
+  return retryInterrupted([&] { return ::syncfs(directory.number()); }) == 0 ? 0 : errno;
 }
 
 // The variable's file, whether there is one or not. Absent with errno set when the machine has no

@@ -16,7 +16,12 @@ set(MARROW_LINUX_FIRMWARE_SOURCES
   linux_progress_display.cpp
   linux_reboot.cpp
   os_release.cpp
+  plymouth_connection.cpp
+  progress_bar.cpp
+  progress_screen.cpp
   sha384.cpp
+  sleep_inhibitor.cpp
+  system_bus_library.cpp
   text_output.cpp)
 set(MARROW_LINUX_FIRMWARE_HEADERS
   boot_loader_entries.h
@@ -36,9 +41,16 @@ set(MARROW_LINUX_FIRMWARE_HEADERS
   linux_reboot.h
   missing_service.h
   os_release.h
+  plymouth_connection.h
+  progress_bar.h
+  progress_screen.h
   sha384.h
+  sleep_inhibitor.h
+  system_bus_library.h
   text_output.h)
 
-# libcrypto is loaded when the first digest is asked for; only its header is needed here.
+# libcrypto is loaded when the first digest is asked for, libsystemd when a message bus is there; only
+# their headers are needed here.
 find_path(MARROW_OPENSSL_INCLUDE openssl/evp.h REQUIRED)
+find_path(MARROW_SYSTEMD_INCLUDE systemd/sd-bus.h REQUIRED)
 set(MARROW_LINUX_FIRMWARE_PRIVATE)

@@ -8,7 +8,11 @@
 namespace marrow {
 
 std::optional<std::string> LinuxFirmwareVariables::string(const std::string& key) {
-  return _store.read({key});
+  auto value = _store.read({key});
+  if (!value && errno != ENOENT) {
+    succeeded("read firmware variable " + key, errno);
+  }
+  return value;
 }
 
 bool LinuxFirmwareVariables::setString(const std::optional<std::string>& value,

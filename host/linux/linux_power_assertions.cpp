@@ -15,9 +15,11 @@ namespace marrow {
 
 namespace {
 
+constexpr std::string_view kSoftwareUpdate = "SoftwareUpdateTask";
 constexpr std::string_view kDisplaySleep = "PreventUserIdleDisplaySleep";
-constexpr std::array<std::string_view, 3> kTypes = {"SoftwareUpdateTask",
-                                                    "PreventUserIdleSystemSleep", kDisplaySleep};
+constexpr std::array<std::string_view, 3> kTypes = {kSoftwareUpdate, "PreventUserIdleSystemSleep",
+                                                    kDisplaySleep};
+constexpr char kReason[] = "Finishing a system update";
 
 // Blank timeout and power-down interval of 0 minutes, which is never, console_codes(4).
 constexpr std::string_view kNeverBlank = "\033[9;0]\033[14;0]";
@@ -30,16 +32,26 @@ std::string lockName(const std::string& name, const std::string& type) {
   return lock;
 }
 
+// Whether logind was there to say so.
+bool isRefusal(int status) { return status == EACCES || status == EPERM; }
+
+// A machine without a bus is nothing unusual.
+bool isWithoutBus(int status) {
+  return status == ENOENT || status == ENOTDIR || status == ECONNREFUSED;
+}
+
 }  // namespace
 
 LinuxPowerAssertions::LinuxPowerAssertions(LogHandle& log) : LinuxPowerAssertions(log, Paths{}) {}
 
 LinuxPowerAssertions::LinuxPowerAssertions(LogHandle& log, Paths paths)
-    : _paths(std::move(paths)), _missingLocks(log), _missingConsole(log) {}
+    : _paths(std::move(paths)), _missingInhibitors(log), _missingLocks(log), _missingConsole(log) {}
 
 LinuxPowerAssertions::~LinuxPowerAssertions() {
-  for (const std::string& lock : _locks) {
-    writeSmallFile(_paths.power + "/wake_unlock", lock);
+  for (const Lock& lock : _locks) {
+    if (!lock.inhibitor) {
+      writeSmallFile(_paths.power + "/wake_unlock", lock.wakeLock);
+    }
   }
 }
 
@@ -52,26 +64,54 @@ std::uint32_t LinuxPowerAssertions::create(const std::string& type, std::uint32_
   if (type == kDisplaySleep) {
     stopConsoleBlanking();
   }
-  const std::string lock = lockName(name, type);
-  if (const int status = takeWakeLock(lock); status != 0) {
+  Lock lock;
+  if (const int status = takeLock(type, name, lock); status != 0) {
     return static_cast<std::uint32_t>(status);
   }
   const std::lock_guard guard(_mutex);
-  _locks.push_back(lock);
+  _locks.push_back(std::move(lock));
   assertion = static_cast<PowerAssertionID>(_locks.size());
   return 0;
 }
 
-int LinuxPowerAssertions::takeWakeLock(const std::string& lock) {
+int LinuxPowerAssertions::takeLock(const std::string& type, const std::string& name, Lock& lock) {
+  const int refusal = takeInhibitor(type, name, lock);
+  if (refusal == 0) {
+    return 0;
+  }
+  const int status = takeWakeLock(type, name, lock);
+  return status == ENOSYS && isRefusal(refusal) ? refusal : status;
+}
+
+int LinuxPowerAssertions::takeInhibitor(const std::string& type, const std::string& name,
+                                        Lock& lock) {
+  lock.inhibitor = takeSleepInhibitor(_paths.systemBus,
+                                      {type == kSoftwareUpdate ? "sleep" : "idle", name, kReason});
+  if (lock.inhibitor) {
+    return 0;
+  }
+  const int status = errno;
+  if (!isWithoutBus(status)) {
+    _missingInhibitors.report(formatText("logind gives no inhibitor lock (%s). %s",
+                                         _paths.systemBus, errorNumberText(status)));
+  }
+  return status;
+}
+
+int LinuxPowerAssertions::takeWakeLock(const std::string& type, const std::string& name,
+                                       Lock& lock) {
+  lock.wakeLock = lockName(name, type);
   const std::string file = _paths.power + "/wake_lock";
-  if (writeSmallFile(file, lock)) {
+  if (writeSmallFile(file, lock.wakeLock)) {
     return 0;
   }
   if (errno != ENOENT) {
     return errno;
   }
   _missingLocks.report(
-      formatText("This machine cannot be kept awake (%s). %s", file, errorNumberText(ENOENT)));
+      formatText("This machine cannot be kept awake: neither logind (%s) nor the "
+                 "kernel (%s) keeps it so.",
+                 _paths.systemBus, file));
   return ENOSYS;
 }
 

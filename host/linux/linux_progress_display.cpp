@@ -1,88 +1,136 @@
 #include "host/linux/linux_progress_display.h"
 
 #include "host/error_record.h"
+#include "host/linux/progress_bar.h"
 #include "host/linux/text_output.h"
 #include "host/text_format.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
-#include <unistd.h>
+#include <linux/kd.h>
+#include <sys/ioctl.h>
 #include <utility>
 
 namespace marrow {
 
 namespace {
 
-constexpr int kBarWidth = 40;
 constexpr int kNothingYet = -1;
 
-class ProgressBar final : public KQUnifiedProgressClient {
+// A splash that died has left its terminal without text (ioctl_console(2)).
+void bringTextBack(const std::string& terminal) {
+  const Descriptor screen = openTextOutput(terminal);
+  if (screen) {
+    ::ioctl(screen.number(), KDSETMODE, KD_TEXT);
+  }
+}
+
+}  // namespace
+
+class LinuxProgressDisplay::Client final : public KQUnifiedProgressClient {
  public:
-  ProgressBar(MissingService& missing, std::string terminal, std::string phaseName)
-      : _missing(missing), _terminal(std::move(terminal)), _phaseName(std::move(phaseName)) {}
+  Client(LinuxProgressDisplay& display, std::string phaseName)
+      : _display(display), _bar(std::move(phaseName)) {}
 
   void showProgressUI() override;
   void setProgress(float percentage, bool animate) override;
 
  private:
-  void draw() const;
-  std::string bar() const;
+  enum class Stage { hidden, splash, bar };
 
-  MissingService& _missing;
-  const std::string _terminal;
-  const std::string _phaseName;
-  Descriptor _output;  // none before it is shown, and where there is no terminal
-  bool _redraws = false;
+  bool bringUpSplash();
+  void leaveSplash(int status);
+  void bringUpBar();
+  void show();
+
+  LinuxProgressDisplay& _display;
+  PlymouthConnection _splash;
+  ProgressBar _bar;
+  Stage _stage = Stage::hidden;
   int _percentage = kNothingYet;
 };
 
-void ProgressBar::showProgressUI() {
-  if (_output) {
+void LinuxProgressDisplay::Client::showProgressUI() {
+  if (_stage != Stage::hidden) {
     return;
   }
-  _output = openTextOutput(_terminal);
-  if (!_output) {
-    _missing.report(formatText("This machine has no progress display (%s). %s", _terminal,
-                               errorNumberText(errno)));
-    return;
+  if (bringUpSplash()) {
+    _stage = Stage::splash;
+  } else {
+    bringUpBar();
   }
-  _redraws = ::isatty(_output.number()) == 1;
-  draw();
+  show();
 }
 
-void ProgressBar::setProgress(float percentage, bool /*animate*/) {
+void LinuxProgressDisplay::Client::setProgress(float percentage, bool /*animate*/) {
   if (std::isnan(percentage)) {
     return;
   }
   const int whole = static_cast<int>(std::clamp(percentage, 0.0F, 100.0F));
   if (whole > _percentage) {
     _percentage = whole;
-    draw();
+    show();
+  } else if (_stage == Stage::bar) {
+    _bar.redraw(_percentage);
   }
 }
 
-// The kernel's messages may stand between two drawings, so each draws the whole bar.
-void ProgressBar::draw() const {
-  if (!_output || _percentage == kNothingYet) {
+bool LinuxProgressDisplay::Client::bringUpSplash() {
+  int status = _splash.open(_display._paths.splash);
+  if (status == ECONNREFUSED || status == ENOENT) {
+    return false;
+  }
+  if (status == 0) {
+    status = _splash.showSystemUpgrade();
+  }
+  if (status != 0) {
+    leaveSplash(status);
+  }
+  return status == 0;
+}
+
+void LinuxProgressDisplay::Client::leaveSplash(int status) {
+  _display._failedSplash.report(
+      formatText("The boot splash (%s) shows no progress; it is shown on %s instead. %s",
+                 _display._paths.splash, _display._paths.terminal, errorNumberText(status)));
+  _splash = PlymouthConnection();
+  bringTextBack(_display._paths.terminal);
+}
+
+void LinuxProgressDisplay::Client::bringUpBar() {
+  _stage = Stage::bar;
+  if (const int status = _bar.open(_display._paths.terminal); status != 0) {
+    _display._missingTerminal.report(formatText("This machine has no progress display (%s). %s",
+                                                _display._paths.terminal, errorNumberText(status)));
+  }
+}
+
+void LinuxProgressDisplay::Client::show() {
+  if (_percentage == kNothingYet) {
     return;
   }
-  const std::string number = std::to_string(_percentage) + "%";
-  const std::string end = _redraws && _percentage < 100 ? "" : "\n";
-  writeText(_output, (_redraws ? bar() : "") + number + end);
+  if (_stage == Stage::splash) {
+    const int status = _splash.setProgress(_percentage);
+    if (status == 0) {
+      return;
+    }
+    leaveSplash(status);
+    bringUpBar();
+  }
+  if (_stage == Stage::bar) {
+    _bar.show(_percentage);
+  }
 }
 
-std::string ProgressBar::bar() const {
-  const auto full = static_cast<std::size_t>(_percentage * kBarWidth / 100);
-  return "\r" + _phaseName + " [" + std::string(full, '#') + std::string(kBarWidth - full, '.') +
-         "] ";
-}
+LinuxProgressDisplay::LinuxProgressDisplay(LogHandle& log) : LinuxProgressDisplay(log, Paths{}) {}
 
-}  // namespace
+LinuxProgressDisplay::LinuxProgressDisplay(LogHandle& log, Paths paths)
+    : _paths(std::move(paths)), _missingTerminal(log), _failedSplash(log) {}
 
 std::unique_ptr<KQUnifiedProgressClient> LinuxProgressDisplay::createClient(
     const std::string& phaseName) {
-  return std::make_unique<ProgressBar>(_missing, _terminal, phaseName);
+  return std::make_unique<Client>(*this, phaseName);
 }
 
 }  // namespace marrow

@@ -1,7 +1,8 @@
-// A progress bar on the first virtual terminal.
+// The boot splash of plymouth, or a progress bar on the first virtual terminal.
 #pragma once
 
 #include "host/linux/missing_service.h"
+#include "host/linux/plymouth_connection.h"
 #include "host/log.h"
 #include "host/progress_display.h"
 
@@ -9,21 +10,30 @@
 
 namespace marrow {
 
-// The bar is drawn with the whole percentage each time that changes; on something that is no
-// terminal each percentage is a line. A value below the last one is not shown, since a bar that
-// goes back looks broken; what lies outside 0 to 100 is brought inside, and what is no number is
-// not shown.
+// A client shows whole percentages on the boot splash where its daemon answers, and from when it no
+// longer does, or never did, on the terminal. There the whole percentage is drawn each time that it
+// changes; on something that is no terminal each percentage is a line. A value below the last one
+// is not shown, since a bar that goes back looks broken; what lies outside 0 to 100 is brought
+// inside, and what is no number is not shown. A call waits a second at most for each request to the
+// splash.
 class LinuxProgressDisplay final : public ProgressDisplay {
  public:
-  explicit LinuxProgressDisplay(LogHandle& log, std::string terminal = "/dev/tty1")
-      : _missing(log), _terminal(std::move(terminal)) {}
+  struct Paths {
+    std::string terminal = "/dev/tty1";
+    std::string splash = kPlymouthAddress;
+  };
+  explicit LinuxProgressDisplay(LogHandle& log);
+  LinuxProgressDisplay(LogHandle& log, Paths paths);
 
   // The client must not outlive this.
   std::unique_ptr<KQUnifiedProgressClient> createClient(const std::string& phaseName) override;
 
  private:
-  MissingService _missing;
-  std::string _terminal;
+  class Client;
+
+  const Paths _paths;
+  MissingService _missingTerminal;
+  MissingService _failedSplash;
 };
 
 }  // namespace marrow

@@ -1,6 +1,7 @@
 #include "host/linux/small_file.h"
 
 #include "host/linux/descriptor.h"
+#include "host/linux/retry.h"
 
 #include <algorithm>
 #include <array>
@@ -11,18 +12,17 @@
 namespace marrow {
 
 std::optional<std::string> readSmallFile(const std::string& path, std::size_t limit) {
-  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  const Descriptor file(retryInterrupted(
+      [&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); }));
   if (!file) {
     return std::nullopt;
   }
   std::string text;
   std::array<char, 4096> buffer{};
   while (text.size() < limit) {
-    const ssize_t count =
-        ::read(file.number(), buffer.data(), std::min(buffer.size(), limit - text.size()));
-    if (count < 0 && errno == EINTR) {
-      continue;
-    }
+    const ssize_t count = retryInterrupted([&] {
+      return ::read(file.number(), buffer.data(), std::min(buffer.size(), limit - text.size()));
+    });
     if (count < 0) {
       return std::nullopt;
     }
@@ -35,11 +35,13 @@ std::optional<std::string> readSmallFile(const std::string& path, std::size_t li
 }
 
 bool writeSmallFile(const std::string& path, std::string_view text) {
-  const Descriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  const Descriptor file(retryInterrupted(
+      [&] { return ::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); }));
   if (!file) {
     return false;
   }
-  const ssize_t count = ::write(file.number(), text.data(), text.size());
+  const ssize_t count =
+      retryInterrupted([&] { return ::write(file.number(), text.data(), text.size()); });
   if (count >= 0 && static_cast<std::size_t>(count) != text.size()) {
     errno = EIO;
   }

@@ -29,6 +29,7 @@ set(MARROW_LINUX_SYSTEM_SOURCES
   readiness_thread.cpp
   sealed_memory.cpp
   service_notification.cpp
+  socket_address.cpp
   staged_file.cpp
   superseded_mark.cpp
   task_loop.cpp
@@ -67,6 +68,7 @@ set(MARROW_LINUX_SYSTEM_HEADERS
   retry.h
   sealed_memory.h
   service_notification.h
+  socket_address.h
   staged_file.h
   superseded_mark.h
   task_loop.h

@@ -15,7 +15,9 @@ using testing::StartsWith;
 
 class LinuxPowerAssertionsTest : public testing::Test {
  protected:
-  LinuxPowerAssertions::Paths paths() const { return {folder.path(), folder.path("tty1")}; }
+  LinuxPowerAssertions::Paths paths() const {
+    return {folder.path("bus"), folder.path(), folder.path("tty1")};
+  }
   std::uint32_t create(const std::string& type) {
     return power.create(type, kPowerAssertionLevelOn, "marrowd", assertion);
   }

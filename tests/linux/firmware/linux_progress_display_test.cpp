@@ -23,9 +23,14 @@ class LinuxProgressDisplayTest : public testing::Test {
  protected:
   LinuxProgressDisplayTest() { folder.write("tty1", ""); }
 
+  // A machine without a splash.
+  LinuxProgressDisplay::Paths paths(const std::string& terminal) const {
+    return {terminal, folder.path("splash")};
+  }
+
   // What a client shows of these values, on something that is no terminal.
   std::string shown(const std::vector<float>& percentages) {
-    LinuxProgressDisplay display(log, folder.path("tty1"));
+    LinuxProgressDisplay display(log, paths(folder.path("tty1")));
     const auto client = display.createClient("Marrow");
     client->showProgressUI();
     for (const float percentage : percentages) {
@@ -67,7 +72,7 @@ TEST_F(LinuxProgressDisplayTest, WhatLiesOutsideIsBroughtInsideAndWhatIsNoNumber
 }
 
 TEST_F(LinuxProgressDisplayTest, NothingIsShownBeforeTheDisplayIs) {
-  LinuxProgressDisplay display(log, folder.path("tty1"));
+  LinuxProgressDisplay display(log, paths(folder.path("tty1")));
   const auto client = display.createClient("Marrow");
   client->setProgress(3.0F, false);
   EXPECT_EQ(folder.read("tty1"), "");
@@ -77,27 +82,11 @@ TEST_F(LinuxProgressDisplayTest, NothingIsShownBeforeTheDisplayIs) {
   EXPECT_EQ(folder.read("tty1"), "3%\n");
 }
 
-TEST_F(LinuxProgressDisplayTest, ATerminalShowsABarThatIsDrawnOverTheLastOne) {
-  const PseudoTerminal terminal;
-  LinuxProgressDisplay display(log, terminal.path());
-  const auto client = display.createClient("Marrow");
-  client->showProgressUI();
-  client->setProgress(0.0F, false);
-  EXPECT_EQ(terminal.takeText(), "\rMarrow [" + std::string(40, '.') + "] 0%");
-  client->setProgress(50.0F, true);
-  EXPECT_EQ(terminal.takeText(),
-            "\rMarrow [" + std::string(20, '#') + std::string(20, '.') + "] 50%");
-  client->setProgress(50.9F, true);
-  EXPECT_EQ(terminal.takeText(), "");
-  client->setProgress(100.0F, true);
-  EXPECT_EQ(terminal.takeText(), "\rMarrow [" + std::string(40, '#') + "] 100%\r\n");
-}
-
 TEST_F(LinuxProgressDisplayTest, APipeGetsLines) {
   const std::string path = folder.path("pipe");
   ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
   const Descriptor reader(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  LinuxProgressDisplay display(log, path);
+  LinuxProgressDisplay display(log, paths(path));
   const auto client = display.createClient("Marrow");
   client->showProgressUI();
   client->setProgress(42.0F, true);
@@ -110,7 +99,7 @@ TEST_F(LinuxProgressDisplayTest, APipeWhoseReaderHasGoneEndsNothing) {
   const std::string path = folder.path("pipe");
   ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
   Descriptor reader(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  LinuxProgressDisplay display(log, path);
+  LinuxProgressDisplay display(log, paths(path));
   const auto client = display.createClient("Marrow");
   client->showProgressUI();
   reader.reset();
@@ -120,7 +109,7 @@ TEST_F(LinuxProgressDisplayTest, APipeWhoseReaderHasGoneEndsNothing) {
 
 TEST_F(LinuxProgressDisplayTest, AMachineWithoutADisplaySaysSoOnceAndMakesNone) {
   folder.remove("tty1");
-  LinuxProgressDisplay display(log, folder.path("tty1"));
+  LinuxProgressDisplay display(log, paths(folder.path("tty1")));
   for (int count = 0; count < 2; ++count) {
     const auto client = display.createClient("Marrow");
     client->showProgressUI();
@@ -131,7 +120,7 @@ TEST_F(LinuxProgressDisplayTest, AMachineWithoutADisplaySaysSoOnceAndMakesNone) 
 }
 
 TEST_F(LinuxProgressDisplayTest, NothingIsTouchedBeforeItIsUsed) {
-  LinuxProgressDisplay display(log, folder.path("nowhere"));
+  LinuxProgressDisplay display(log, paths(folder.path("nowhere")));
   LinuxGraphicsServer server(log, folder.path("nowhere"));
   display.createClient("Marrow");
   EXPECT_THAT(log.texts(), IsEmpty());
