@@ -65,6 +65,18 @@ void installEtc(const BaseSystem& system) {
                 " kern.bootobjectspath=" + system.bootObjectsPath + "\n");
 }
 
+// As on the real machine: a folder, or the link into /usr.
+void installTopFolder(const std::filesystem::path& root, const std::string& name) {
+  const auto real = std::filesystem::path("/") / name;
+  if (std::filesystem::is_symlink(real)) {
+    std::filesystem::copy_symlink(real, root / name);
+  } else if (std::filesystem::is_directory(real)) {
+    std::filesystem::create_directories(root / name);
+  }
+}
+
+}  // namespace
+
 // The tool stands behind a few words of shell where it is to be given something or to fail.
 void installMigrator(const BaseSystem& system) {
   const std::string path = system.root / machine_path::kMigrator;
@@ -79,18 +91,6 @@ void installMigrator(const BaseSystem& system) {
   }
   writeFile(path, script, kProgram);
 }
-
-// As on the real machine: a folder, or the link into /usr.
-void installTopFolder(const std::filesystem::path& root, const std::string& name) {
-  const auto real = std::filesystem::path("/") / name;
-  if (std::filesystem::is_symlink(real)) {
-    std::filesystem::copy_symlink(real, root / name);
-  } else if (std::filesystem::is_directory(real)) {
-    std::filesystem::create_directories(root / name);
-  }
-}
-
-}  // namespace
 
 std::vector<std::string> sharedFolders() {
   std::vector<std::string> folders;

@@ -38,6 +38,9 @@ inline constexpr const char* kMigratorMetrics = "private/tmp/loam_migrator_metri
 // Folders of the real machine's root that a machine shares, read-only.
 std::vector<std::string> sharedFolders();
 
+// Puts the migrator alone in its place below the root; where there is none, its folder.
+void installMigrator(const BaseSystem& system);
+
 // Puts all files and device nodes of the base system below its root. Of the real machine's devices
 // it knows the harmless ones and the one disk.
 void installBaseSystem(const BaseSystem& system, const std::vector<std::filesystem::path>& disk);

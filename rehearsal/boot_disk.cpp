@@ -46,7 +46,7 @@ std::uint64_t BootDisk::sizeOf(std::string_view type) const {
   return found == partitions.end() ? 0 : found->size;
 }
 
-BootDisk planDisk(FileSystem kind, const TreeSize& size) {
+BootDisk planDisk(FileSystem kind, const TreeSize& size, std::uint64_t efiBytes) {
   BootDisk disk;
   disk.group = freshUuid();
   disk.bootObjectsPath = disk.group + "/boot/" + shortDigest(disk.group) + "-new";
@@ -54,7 +54,7 @@ BootDisk planDisk(FileSystem kind, const TreeSize& size) {
   const std::uint64_t small = volumeSize(kind, kMebibyte);
   const std::uint64_t data = volumeSize(kind, kDataContent);
   disk.partitions = {
-      plan(partition_type::kEfiSystem, "EFI system", kMebibyte),
+      plan(partition_type::kEfiSystem, "EFI system", efiBytes),
       plan(partition_type::kPreboot, "Preboot", volumeSize(kind, kTreesOnPreboot * roomOf(size))),
       plan(partition_type::kRecovery, "Recovery", volumeSize(kind, kImagesOnRecovery * size.bytes)),
       plan(partition_type::kUpdate, "Update", small),

@@ -14,8 +14,6 @@
 
 namespace marrow::rehearsal {
 
-class Interruption;
-
 struct BootDisk {
   std::string group;
   // Below the preboot and the recovery volume, as the boot loader hands it to the kernel.
@@ -29,14 +27,9 @@ struct BootDisk {
   std::uint64_t sizeOf(std::string_view type) const;
 };
 
-// Plans a disk with all five roles, an EFI system partition and, before the booted group, a second
-// volume group. Nothing is written yet.
-BootDisk planDisk(FileSystem kind, const TreeSize& size);
-
-// Makes the file systems of a planned disk and fills them: the boot objects in force and those
-// staged by an update, and a shadow file of the firmware variables.
-void fillDisk(const BootDisk& disk, const LoopDevice& device, FileSystem kind, const TreeSize& size,
-              const std::filesystem::path& place, Interruption& interruption);
+// Plans a disk with all five roles, an EFI system partition of so many bytes and, before the booted
+// group, a second volume group. Nothing is written yet.
+BootDisk planDisk(FileSystem kind, const TreeSize& size, std::uint64_t efiBytes = 1U << 20U);
 
 // What is on a person's own disk. `group` is the one to boot, or empty for the first that has a
 // data volume. Throws Problem when it has no volume there. Where the boot objects lie is left open.

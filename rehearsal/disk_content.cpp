@@ -1,8 +1,7 @@
-#include "rehearsal/boot_disk.h"
+#include "rehearsal/disk_content.h"
+
 #include "rehearsal/files.h"
 #include "rehearsal/interruption.h"
-
-#include <algorithm>
 
 namespace marrow::rehearsal {
 namespace {
@@ -42,63 +41,73 @@ constexpr std::string_view kShadowFile = R"(<?xml version="1.0" encoding="UTF-8"
 </plist>
 )";
 
-void fillPreboot(const std::filesystem::path& root, const BootDisk& disk, const TreeSize& size,
-                 Interruption& interruption) {
+// Each tree has contents of its own.
+enum Seed : std::uint64_t {
+  kSealed = 1,
+  kSealedStaged,
+  kRestore,
+  kRestoreStaged,
+  kDownlevel,
+  kImages = 100,
+  kDocuments = 200
+};
+
+void installPreboot(const std::filesystem::path& root, const BootDisk& disk, const TreeSize& size,
+                    Interruption& interruption) {
   const auto group = root / disk.group;
-  std::uint64_t seed = 1;
-  for (const char* tree :
-       {"morrel1/current", "morrel1/proposed", "restore", "restore-staged", "downlevel"}) {
-    makeTree(group / tree, size, seed++, interruption);
-  }
+  makeTree(group / "morrel1/current", size, kSealed, interruption);
+  makeTree(group / "restore", size, kRestore, interruption);
+  makeTree(group / "downlevel", size, kDownlevel, interruption);
   writeFile(group / "boot/active", "the-boot-objects-before");
   writeFile(group / "boot/the-boot-objects-before/kernel", "the kernel before\n");
-  writeFile(root / disk.bootObjectsPath / "kernel", "the new kernel\n");
   writeFile(root / "another-group/boot/active", "not to be touched");
 }
 
-void fillRecovery(const std::filesystem::path& root, const BootDisk& disk, const TreeSize& size) {
-  std::uint64_t seed = 100;
+void stageOnPreboot(const std::filesystem::path& root, const BootDisk& disk, const TreeSize& size,
+                    Interruption& interruption) {
+  const auto group = root / disk.group;
+  makeTree(group / "morrel1/proposed", size, kSealedStaged, interruption);
+  makeTree(group / "restore-staged", size, kRestoreStaged, interruption);
+  writeFile(root / disk.bootObjectsPath / "kernel", "the new kernel\n");
+}
+
+// In the folders of the group and of its boot objects.
+void makeImages(const std::filesystem::path& root, const BootDisk& disk, std::uint64_t bytes,
+                const std::string& suffix, std::uint64_t seed) {
   for (const std::string& folder : {disk.group, disk.bootObjectsPath}) {
-    const std::string image = root / folder / kImage;
-    makeObject(image, size.bytes, seed++);
-    makeObject(image + ".staged", size.bytes, seed++);
+    makeObject(root / folder / (kImage + suffix), bytes, seed++);
   }
 }
 
-void fillOther(const std::filesystem::path& root, const Partition& partition,
-               const BootDisk& disk) {
+void installOther(const std::filesystem::path& root, const Partition& partition,
+                  const BootDisk& disk) {
   writeFile(root / "var/group", partition.name + '\n');
   if (partition.number == disk.partitionOf(partition_type::kData)) {
-    makeObject(root / "home/documents", kDataBytes, 200);
-  }
-}
-
-void fillVolume(const std::filesystem::path& root, const Partition& partition, const BootDisk& disk,
-                const TreeSize& size, Interruption& interruption) {
-  if (partition.type == partition_type::kPreboot) {
-    fillPreboot(root, disk, size, interruption);
-  } else if (partition.type == partition_type::kRecovery) {
-    fillRecovery(root, disk, size);
-  } else if (partition.type == partition_type::kUpdate) {
-    writeFile(root / "nvram.plist", kShadowFile);
-  } else {
-    fillOther(root, partition, disk);
+    makeObject(root / "home/documents", kDataBytes, kDocuments);
   }
 }
 
 }  // namespace
 
-void fillDisk(const BootDisk& disk, const LoopDevice& device, FileSystem kind, const TreeSize& size,
-              const std::filesystem::path& place, Interruption& interruption) {
-  for (const Partition& partition : disk.partitions) {
-    if (partition.type == partition_type::kEfiSystem) {
-      continue;
-    }
-    interruption.check();
-    makeFileSystem(kind, device.node(partition.number));
-    const MountedVolume volume(device.node(partition.number), place,
-                               MountedVolume::Access::kReadWrite);
-    fillVolume(volume.path(), partition, disk, size, interruption);
+void installContent(const std::filesystem::path& root, const Partition& partition,
+                    const BootDisk& disk, const TreeSize& size, Interruption& interruption) {
+  if (partition.type == partition_type::kPreboot) {
+    installPreboot(root, disk, size, interruption);
+  } else if (partition.type == partition_type::kRecovery) {
+    makeImages(root, disk, size.bytes, "", kImages);
+  } else if (partition.type == partition_type::kUpdate) {
+    writeFile(root / "nvram.plist", kShadowFile);
+  } else {
+    installOther(root, partition, disk);
+  }
+}
+
+void stageUpdate(const std::filesystem::path& root, const Partition& partition,
+                 const BootDisk& disk, const TreeSize& size, Interruption& interruption) {
+  if (partition.type == partition_type::kPreboot) {
+    stageOnPreboot(root, disk, size, interruption);
+  } else if (partition.type == partition_type::kRecovery) {
+    makeImages(root, disk, size.bytes, ".staged", kImages + 10);
   }
 }
 

@@ -8,9 +8,6 @@
 namespace marrow::rehearsal {
 namespace {
 
-constexpr const char* kBaseEntry = "marrowd-base.conf";
-constexpr const char* kOldEntry = "marrow-before.conf";
-
 std::string digestOf(Algorithm algorithm, const std::string& bytes) {
   Digest digest(algorithm);
   digest.add(bytes);
@@ -21,32 +18,49 @@ std::string nonceFrom(std::uint64_t seed, const char* which) {
   return digestOf(Algorithm::kSha256, which + std::to_string(seed));
 }
 
-// The boot loader lowers the names of its entries.
+constexpr const char* kInForce = "in force";
+constexpr const char* kProposed = "proposed";
+
+const char* nameOf(BootedNonce nonce) {
+  switch (nonce) {
+    case BootedNonce::kProposed:
+      return kProposed;
+    case BootedNonce::kInForce:
+      return kInForce;
+    case BootedNonce::kUnknown:
+      break;
+  }
+  return "unknown";
+}
+
+}  // namespace
+
 std::string entryOf(std::string group) {
   std::ranges::transform(group, group.begin(), [](unsigned char c) { return std::tolower(c); });
   return "marrow-" + group + ".conf";
 }
 
-}  // namespace
-
-void setUpFirmware(const FirmwareStore& firmware, const Scenario& scenario,
-                   const std::string& group, std::uint64_t seed) {
-  const std::string inForce = nonceFrom(seed, "in force");
-  const std::string proposed = nonceFrom(seed, "proposed");
-  firmware.set("marrow-nonce", inForce);
-  firmware.set("marrow-nonce-proposed", proposed);
-  firmware.set("asmb-lp-lpnh",
-               digestOf(Algorithm::kSha384, scenario.bootedFromProposed ? proposed : inForce));
+void pretendLoader(const FirmwareStore& firmware, const std::string& group) {
   const std::string separator(1, '\0');
   firmware.setLoader("LoaderEntries",
                      kBaseEntry + separator + kOldEntry + separator + entryOf(group));
   firmware.setLoader("LoaderEntrySelected", kBaseEntry);
+}
+
+void stageFirmware(const FirmwareStore& firmware, const Scenario& scenario, std::uint64_t seed) {
+  firmware.set("marrow-nonce", nonceFrom(seed, kInForce));
+  firmware.set("marrow-nonce-proposed", nonceFrom(seed, kProposed));
+  firmware.set("asmb-lp-lpnh",
+               digestOf(Algorithm::kSha384, nonceFrom(seed, nameOf(scenario.bootedNonce))));
   firmware.setLoader("LoaderEntryOneShot", kBaseEntry);
   firmware.setLoader("LoaderEntryDefault", kOldEntry);
   if (scenario.simulation) {
     firmware.set("postota-sim-step", scenario.simulation->operation);
     firmware.set("postota-sim-command", scenario.simulation->command);
-    firmware.set("postota-sim-repeat", scenario.simulation->repeat);
+    // Firmware takes an empty value for a deletion.
+    if (!scenario.simulation->repeat.empty()) {
+      firmware.set("postota-sim-repeat", scenario.simulation->repeat);
+    }
   }
 }
 

@@ -9,9 +9,19 @@
 
 namespace marrow::rehearsal {
 
-// The nonces (from the seed) and the digest of the one that this boot is for, the boot loader's
-// entries, and the variables of a simulation.
-void setUpFirmware(const FirmwareStore& firmware, const Scenario& scenario,
-                   const std::string& group, std::uint64_t seed);
+// The boot loader's entry that a machine starts before its update, and that of the base system.
+inline constexpr const char* kOldEntry = "marrow-before.conf";
+inline constexpr const char* kBaseEntry = "marrow-base-system.conf";
+
+// The entry of a volume group. The boot loader lowers the names of its entries.
+std::string entryOf(std::string group);
+
+// What an update leaves: the nonces (from the seed) and the digest of the one that the next boot is
+// for, the variables of a simulation, and the base system as the entry to be started once.
+void stageFirmware(const FirmwareStore& firmware, const Scenario& scenario, std::uint64_t seed);
+
+// What the boot loader tells of itself when it has started the base system. Where there is a real
+// one, it says so itself.
+void pretendLoader(const FirmwareStore& firmware, const std::string& group);
 
 }  // namespace marrow::rehearsal

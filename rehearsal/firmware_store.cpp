@@ -1,6 +1,11 @@
 #include "rehearsal/firmware_store.h"
 
 #include "rehearsal/files.h"
+#include "rehearsal/problem.h"
+
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
 
 namespace marrow::rehearsal {
 namespace {
@@ -11,8 +16,23 @@ constexpr const char* kLoaderVendor = "-4a67b082-0a4c-41cf-b6c7-440b29bb8c4f";
 // EFI_VARIABLE_NON_VOLATILE, _BOOTSERVICE_ACCESS and _RUNTIME_ACCESS, little-endian.
 constexpr std::string_view kAttributes("\7\0\0\0", 4);
 
+// On efivarfs a variable is immutable from its first moment on, and one write is one change of it;
+// a folder of another file system knows no such flag, and needs none.
+void makeMutable(const std::filesystem::path& file) {
+  const Descriptor variable(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+  int flags = 0;
+  if (variable && ::ioctl(variable.number(), FS_IOC_GETFLAGS, &flags) == 0 &&
+      (flags & FS_IMMUTABLE_FL) != 0) {
+    flags &= ~FS_IMMUTABLE_FL;
+    checked(::ioctl(variable.number(), FS_IOC_SETFLAGS, &flags), "change " + file.string());
+  }
+}
+
 void writeVariable(const std::filesystem::path& file, std::string_view bytes) {
-  writeFile(file, std::string(kAttributes) + std::string(bytes));
+  makeMutable(file);
+  const Descriptor variable = openFile(file, O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  const std::string value = std::string(kAttributes) + std::string(bytes);
+  checked(::write(variable.number(), value.data(), value.size()), "write " + file.string());
 }
 
 std::optional<std::string> readVariable(const std::filesystem::path& file) {

@@ -17,14 +17,14 @@ void mountNew(const char* type, const std::filesystem::path& place, unsigned lon
   checked(::mount(type, place.c_str(), type, flags, options), "mount " + place.string());
 }
 
-void bind(const std::filesystem::path& from, const std::filesystem::path& to) {
+void bindMount(const std::filesystem::path& from, const std::filesystem::path& to) {
   checked(::mount(from.c_str(), to.c_str(), nullptr, MS_BIND | MS_REC, nullptr),
           "bind " + from.string() + " to " + to.string());
 }
 
 // The whole tree at once, what is mounted inside it included (mount_setattr(2)).
 void bindReadOnly(const std::filesystem::path& from, const std::filesystem::path& to) {
-  bind(from, to);
+  bindMount(from, to);
   mount_attr attributes{};
   attributes.attr_set = MOUNT_ATTR_RDONLY;
   checked(::mount_setattr(AT_FDCWD, to.c_str(), AT_RECURSIVE, &attributes, sizeof attributes),
@@ -34,10 +34,10 @@ void bindReadOnly(const std::filesystem::path& from, const std::filesystem::path
 void mountProc(const std::filesystem::path& root) {
   const auto proc = root / "proc";
   mountNew("proc", proc, MS_NOSUID | MS_NODEV | MS_NOEXEC);
-  bind(root / machine_path::kCommandLine, proc / "cmdline");
+  bindMount(root / machine_path::kCommandLine, proc / "cmdline");
   bindReadOnly(proc / "sys", proc / "sys");
   if (std::filesystem::exists(proc / "sysrq-trigger")) {
-    bind(root / "dev/null", proc / "sysrq-trigger");
+    bindMount(root / "dev/null", proc / "sysrq-trigger");
   }
 }
 
@@ -50,14 +50,14 @@ void mountSys(const MachineView& view) {
   }
   std::filesystem::create_directories(sys / "power");
   std::filesystem::create_directories(sys / "firmware/efi/efivars");
-  bind(view.firmware, sys / "firmware/efi/efivars");
+  bindMount(view.firmware, sys / "firmware/efi/efivars");
 }
 
 void mountDev(const MachineView& view) {
   const auto dev = view.root / "dev";
   mountNew("devpts", dev / "pts", MS_NOSUID | MS_NOEXEC, "newinstance,ptmxmode=0666,mode=0620");
-  bind(view.console, dev / "console");
-  bind(view.screen, dev / "tty1");
+  bindMount(view.console, dev / "console");
+  bindMount(view.screen, dev / "tty1");
 }
 
 // pivot_root(2) tells how to do it without a folder for the old root.
@@ -72,7 +72,7 @@ void makeRoot(const std::filesystem::path& root) {
 
 void enterMachineView(const MachineView& view) {
   checked(::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr), "keep mounts to itself");
-  bind(view.root, view.root);
+  bindMount(view.root, view.root);
   for (const std::string& name : sharedFolders()) {
     bindReadOnly(std::filesystem::path("/") / name, view.root / name);
   }

@@ -2,6 +2,7 @@
 
 #include "rehearsal/console_view.h"
 #include "rehearsal/interruption.h"
+#include "rehearsal/lines.h"
 #include "rehearsal/terminal.h"
 
 #include <algorithm>
@@ -14,31 +15,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
-
-// Puts what arrives in pieces together to lines.
-class Lines {
- public:
-  template <typename TakeLine>
-  void add(const std::string& text, TakeLine takeLine) {
-    _rest += text;
-    std::size_t end = 0;
-    while ((end = _rest.find('\n')) != std::string::npos) {
-      takeLine(_rest.substr(0, end));
-      _rest.erase(0, end + 1);
-    }
-  }
-
-  // What came without the end of a line.
-  template <typename TakeLine>
-  void finish(TakeLine takeLine) {
-    if (!_rest.empty()) {
-      takeLine(_rest);
-    }
-  }
-
- private:
-  std::string _rest;
-};
 
 // The decimal numbers before a "%" on the screen. A number may arrive in pieces.
 class Percentages {

@@ -4,6 +4,8 @@
 #include "rehearsal/options.h"
 #include "rehearsal/problem.h"
 #include "rehearsal/rehearsal.h"
+#include "rehearsal/vm/vm_cuts.h"
+#include "rehearsal/vm/vm_rehearsal.h"
 
 #include <cstdio>
 
@@ -15,18 +17,19 @@ constexpr int kNotAsExpected = 1;
 constexpr int kNotRehearsed = 2;
 constexpr int kSignalBase = 128;
 
-void listScenarios(bool namesOnly) {
-  if (!namesOnly) {
-    std::printf("%s", explainScenarios().c_str());
+void listScenarios(const Options& options) {
+  if (!options.names) {
+    std::printf("%s", explainScenarios(options.stage()).c_str());
     return;
   }
-  for (const Scenario& scenario : scenarios()) {
+  for (const Scenario& scenario : scenariosOn(options.stage())) {
     std::printf("%s\n", scenario.name.c_str());
   }
 }
 
-int rehearse(const Options& options) {
-  requireWhatIsNeeded(options);
+// `Kind` is one of the rehearsals; it keeps the logs within reach.
+template <typename Kind>
+int rehearseAs(const Options& options) {
   Interruption interruption;
   ConsoleView::Look look = ConsoleView::lookOfStandardOutput();
   look.quiet = options.quiet;
@@ -34,7 +37,7 @@ int rehearse(const Options& options) {
   Inputs inputs = openInputs(options);
   const auto logs = inputs.logs->reach();
   const Descriptor json = std::exchange(inputs.json, Descriptor());
-  Rehearsal rehearsal(options, std::move(inputs), view, interruption);
+  Kind rehearsal(options, std::move(inputs), view, interruption);
   const Report report = rehearsal.run();
   const std::string text = describeReport(report, view);
   writeFile(logs / "report.txt", describeReport(report, ConsoleView({})));
@@ -44,6 +47,25 @@ int rehearse(const Options& options) {
   }
   std::printf("%s", text.c_str());
   return report.asExpected() ? 0 : kNotAsExpected;
+}
+
+int rehearse(const Options& options) {
+  if (options.virtualMachine) {
+    requireWhatVmNeeds(options);
+    return options.cuts ? rehearseAs<VmCuts>(options) : rehearseAs<VmRehearsal>(options);
+  }
+  requireWhatIsNeeded(options);
+  return rehearseAs<Rehearsal>(options);
+}
+
+int probe() {
+  try {
+    requireNamespaces();
+    return 0;
+  } catch (const Problem& problem) {
+    std::printf("%s\n", problem.what());
+    return kNotAsExpected;
+  }
 }
 
 int complain(const char* text) {
@@ -61,10 +83,10 @@ int main(int argc, char** argv) {
       return status;
     }
     if (options->list) {
-      listScenarios(options->names);
+      listScenarios(*options);
       return 0;
     }
-    return rehearse(*options);
+    return options->probe ? probe() : rehearse(*options);
   } catch (const Interrupted& interrupted) {
     std::fprintf(stderr, "\nStopped. Nothing of the machine is left.\n");
     return kSignalBase + interrupted.signal();

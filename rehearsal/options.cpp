@@ -10,8 +10,10 @@ namespace {
 
 constexpr const char* kDescription =
     "Takes the real marrowd through its operations on a disposable machine: a disk in a file, "
-    "firmware variables and a base system in namespaces of their own. Ends with 0 when all is as "
-    "the scenario expects, 1 when it is not, 2 when it could not be rehearsed.";
+    "firmware variables and a base system in namespaces of their own or, with --vm, a whole "
+    "machine "
+    "in QEMU that boots an installer, the base system and the new system. Ends with 0 when all is "
+    "as the scenario expects, 1 when it is not, 2 when it could not be rehearsed.";
 
 const std::map<std::string, FileSystem> kFileSystems{
     {"ext4", FileSystem::kExt4}, {"btrfs", FileSystem::kBtrfs}, {"xfs", FileSystem::kXfs}};
@@ -43,6 +45,39 @@ void addScenarioOptions(CLI::App& app, Options& options) {
   app.add_option("--cut-after", options.cutAfterMilliseconds,
                  "Cut the power so many milliseconds after the start (scenario cut)")
       ->type_name("MS");
+}
+
+void addMachineOptions(CLI::App& app, Options& options) {
+  auto* machine = app.add_flag("--vm", options.virtualMachine,
+                               "Boot a whole UEFI machine in QEMU; needs no root");
+  app.add_option("--init", options.init,
+                 "First process of its base system: systemd, or bare for a shell script")
+      ->check(CLI::IsMember({"systemd", "bare"}).description(""))
+      ->type_name("NAME")
+      ->capture_default_str()
+      ->needs(machine);
+  auto* cuts = app.add_option("--cut", options.cuts,
+                              "Cut its power so often while the base system runs, each time from "
+                              "the same state, and see that it always finishes")
+                   ->check(CLI::Range(1, 100000).description(""))
+                   ->type_name("N")
+                   ->needs(machine);
+  app.add_option("--cut-at", options.cutAtSeconds,
+                 "Cut it so many seconds after the boot began [at random moments]")
+      ->check(CLI::NonNegativeNumber.description(""))
+      ->type_name("SECONDS")
+      ->needs(cuts);
+  app.add_option("--parts", options.parts, "Folder with kernel and initial systems [build/vm]")
+      ->check(CLI::ExistingDirectory)
+      ->type_name("DIR")
+      ->needs(machine);
+}
+
+void addProbeOption(CLI::App& app, Options& options) {
+  app.add_flag(
+      "--probe", options.probe,
+      "End with 0 where this machine can hold a rehearsal in namespaces, otherwise say why "
+      "not and end with 1");
 }
 
 void addDiskOptions(CLI::App& app, Options& options) {
@@ -105,6 +140,8 @@ std::optional<Options> parseOptions(int argc, const char* const* argv, int& stat
   Options options;
   CLI::App app(kDescription, "marrow-rehearse");
   addScenarioOptions(app, options);
+  addMachineOptions(app, options);
+  addProbeOption(app, options);
   addDiskOptions(app, options);
   addProgramOptions(app, options);
   addOutputOptions(app, options);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "rehearsal/file_systems.h"
+#include "rehearsal/scenario.h"
 #include "rehearsal/staged_objects.h"
 
 #include <cstdint>
@@ -23,6 +24,13 @@ struct Options {
   std::string migrator;
   // How long the stand-in migrator takes, 0 for as fast as it can.
   unsigned migratorSeconds = 4;
+  // In a virtual machine, from the parts in that folder (empty for the one beside the build), with
+  // that program as the base system's first process; and how often to cut its power, or when.
+  bool virtualMachine = false;
+  std::string parts;
+  std::string init = "systemd";
+  std::optional<unsigned> cuts;
+  std::optional<double> cutAtSeconds;
   std::optional<std::uint64_t> seed;
   std::optional<unsigned> cutAfterMilliseconds;
   std::string logs = "rehearsal-logs";
@@ -31,6 +39,9 @@ struct Options {
   bool quiet = false;
   bool list = false;
   bool names = false;
+  bool probe = false;
+
+  Stage stage() const { return virtualMachine ? Stage::kVirtualMachine : Stage::kNamespaces; }
 };
 
 // Nothing when the program is to end at once with the status that was put in `status` (help was

@@ -28,19 +28,6 @@ std::string findProgram(const std::string& name) {
   return {};
 }
 
-// A file in memory: unlike a pipe it takes any amount, whether or not the program reads it.
-Descriptor memoryFile(std::string_view content = {}) {
-  Descriptor file(checked(::memfd_create("rehearsal", MFD_CLOEXEC), "make a file in memory"));
-  writeAll(file.number(), content);
-  ::lseek(file.number(), 0, SEEK_SET);
-  return file;
-}
-
-std::string contentOf(const Descriptor& file) {
-  ::lseek(file.number(), 0, SEEK_SET);
-  return readAll(file.number());
-}
-
 std::string lastLine(std::string text) {
   while (!text.empty() && text.back() == '\n') {
     text.pop_back();
@@ -49,12 +36,8 @@ std::string lastLine(std::string text) {
   return begin == std::string::npos ? text : text.substr(begin + 1);
 }
 
-struct Streams {
-  Descriptor input, output, errors;
-};
-
-[[noreturn]] void becomeProgram(const std::string& path, const std::vector<std::string>& arguments,
-                                const Streams& streams, pid_t parent) {
+// In the child: the parent's death is its own, and of the parent's descriptors it has those alone.
+void takeOver(const ProgramStreams& streams, const std::vector<int>& kept, pid_t parent) {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (::getppid() != parent) {
     ::_exit(127);
@@ -62,15 +45,10 @@ struct Streams {
   ::dup2(streams.input.number(), STDIN_FILENO);
   ::dup2(streams.output.number(), STDOUT_FILENO);
   ::dup2(streams.errors.number(), STDERR_FILENO);
-  Interruption::restoreSignals();
-  std::vector<char*> words;
-  words.reserve(arguments.size() + 1);
-  for (const std::string& argument : arguments) {
-    words.push_back(const_cast<char*>(argument.c_str()));
+  for (const int descriptor : kept) {
+    ::fcntl(descriptor, F_SETFD, 0);
   }
-  words.push_back(nullptr);
-  ::execv(path.c_str(), words.data());
-  ::_exit(127);
+  Interruption::restoreSignals();
 }
 
 int waitFor(pid_t child) {
@@ -82,6 +60,18 @@ int waitFor(pid_t child) {
 
 }  // namespace
 
+Descriptor memoryFile(std::string_view content) {
+  Descriptor file(checked(::memfd_create("rehearsal", MFD_CLOEXEC), "make a file in memory"));
+  writeAll(file.number(), content);
+  ::lseek(file.number(), 0, SEEK_SET);
+  return file;
+}
+
+std::string contentOf(const Descriptor& file) {
+  ::lseek(file.number(), 0, SEEK_SET);
+  return readAll(file.number());
+}
+
 void requireProgram(const std::string& name, std::string_view package) {
   if (findProgram(name).empty()) {
     throw Problem("The program " + name + " is missing: install it with `apt-get install " +
@@ -89,15 +79,28 @@ void requireProgram(const std::string& name, std::string_view package) {
   }
 }
 
-std::string runProgram(const std::vector<std::string>& arguments, std::string_view input) {
+pid_t startProgram(const std::vector<std::string>& arguments, const ProgramStreams& streams,
+                   const std::vector<int>& kept) {
   const std::string path = findProgram(arguments.front());
-  const Streams streams{memoryFile(input), memoryFile(), memoryFile()};
+  std::vector<char*> words;
+  words.reserve(arguments.size() + 1);
+  for (const std::string& argument : arguments) {
+    words.push_back(const_cast<char*>(argument.c_str()));
+  }
+  words.push_back(nullptr);
   const pid_t self = ::getpid();
   const pid_t child = checked(::fork(), "start " + arguments.front());
   if (child == 0) {
-    becomeProgram(path, arguments, streams, self);
+    takeOver(streams, kept, self);
+    ::execv(path.c_str(), words.data());
+    ::_exit(127);
   }
-  const int status = waitFor(child);
+  return child;
+}
+
+std::string runProgram(const std::vector<std::string>& arguments, std::string_view input) {
+  const ProgramStreams streams{memoryFile(input), memoryFile(), memoryFile()};
+  const int status = waitFor(startProgram(arguments, streams));
   if (WIFSIGNALED(status) && Interruption::isEnding(WTERMSIG(status))) {
     throw Interrupted(WTERMSIG(status));
   }

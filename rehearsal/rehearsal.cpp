@@ -1,8 +1,9 @@
 #include "rehearsal/rehearsal.h"
 
-#include "rehearsal/base_system.h"
+#include "rehearsal/base_system_plan.h"
 #include "rehearsal/console_view.h"
 #include "rehearsal/cookie.h"
+#include "rehearsal/disk_content.h"
 #include "rehearsal/files.h"
 #include "rehearsal/firmware_setup.h"
 #include "rehearsal/interruption.h"
@@ -27,11 +28,17 @@ std::uint64_t chooseSeed(const Options& options) {
 
 }  // namespace
 
-void requireWhatIsNeeded(const Options& options) {
+void requireNamespaces() {
   if (::geteuid() != 0) {
     throw Problem("A rehearsal mounts file systems and makes namespaces: run it as root (sudo).");
   }
   requireLoopDevices();
+  requireOwnMounts();
+}
+
+void requireWhatIsNeeded(const Options& options) {
+  scenarioNamed(options.scenario);
+  requireNamespaces();
   requireProgram("sfdisk", "fdisk");
   requireProgram("mount", "mount");
   if (options.disk.empty()) {
@@ -102,7 +109,7 @@ void Rehearsal::prepareDisk() {
 void Rehearsal::fillOrExamine() {
   const auto place = _workplace.folder("volume");
   if (!_inputs.disk) {
-    fillDisk(_disk, *_device, _options.fileSystem, _options.treeSize, place, _interruption);
+    fillDisk(place);
     return;
   }
   if (_options.group.empty()) {
@@ -110,6 +117,20 @@ void Rehearsal::fillOrExamine() {
   }
   _disk.bootObjectsPath = _options.bootObjectsPath.empty() ? findBootObjects(_disk, *_device, place)
                                                            : _options.bootObjectsPath;
+}
+
+void Rehearsal::fillDisk(const std::filesystem::path& place) {
+  for (const Partition& partition : _disk.partitions) {
+    if (partition.type == partition_type::kEfiSystem) {
+      continue;
+    }
+    _interruption.check();
+    makeFileSystem(_options.fileSystem, _device->node(partition.number));
+    const MountedVolume volume(_device->node(partition.number), place,
+                               MountedVolume::Access::kReadWrite);
+    installContent(volume.path(), partition, _disk, _options.treeSize, _interruption);
+    stageUpdate(volume.path(), partition, _disk, _options.treeSize, _interruption);
+  }
 }
 
 void Rehearsal::addCookie() {
@@ -121,24 +142,15 @@ void Rehearsal::addCookie() {
   }
 }
 
-void Rehearsal::armFirmware() { setUpFirmware(_firmware, _scenario, _disk.group, _seed); }
+void Rehearsal::armFirmware() {
+  stageFirmware(_firmware, _scenario, _seed);
+  pretendLoader(_firmware, _disk.group);
+}
 
 BaseSystem Rehearsal::baseSystem(const std::filesystem::path& root) const {
-  BaseSystem system{.root = root,
-                    .daemon = _inputs.daemon,
-                    .internalBuild = _scenario.simulation.has_value(),
-                    .group = _disk.group,
-                    .bootObjectsPath = _disk.bootObjectsPath};
-  if (_scenario.migrator != MigratorPlan::kMissing) {
-    system.migrator = _inputs.migrator;
-  }
-  if (_scenario.migrator == MigratorPlan::kFails) {
-    system.migratorStatus = kFailingMigratorStatus;
-  }
-  if (_options.migrator.empty() && _options.migratorSeconds > 0) {
-    system.migratorArguments =
-        "-r " + std::to_string(_disk.sizeOf(partition_type::kData) / _options.migratorSeconds);
-  }
+  BaseSystem system = planBaseSystem(_options, _scenario, _disk, _inputs.migrator);
+  system.root = root;
+  system.daemon = _inputs.daemon;
   return system;
 }
 
@@ -182,8 +194,9 @@ CutPlan Rehearsal::planCut() const {
 }
 
 Snapshot Rehearsal::snapshot() const {
+  _device->waitUntilUnused();
   return takeSnapshot({.disk = _disk,
-                       .device = *_device,
+                       .node = [this](int number) { return _device->node(number); },
                        .image = _image.number(),
                        .firmware = _firmware,
                        .root = _root,
@@ -195,9 +208,8 @@ MigratorWords Rehearsal::migratorWords() const {
   if (!_options.migrator.empty() || !data) {
     return {};
   }
-  return {.metrics = "dry-run status=0 fs=" + fileSystemOn(_device->node(*data)) +
-                     " bytes=" + std::to_string(_disk.sizeOf(partition_type::kData)),
-          .firstLogLine = "loam_migrator dry run of /dev/" + _device->partitionName(*data)};
+  return standInWords(fileSystemOn(_device->node(*data)), _device->partitionName(*data),
+                      _disk.sizeOf(partition_type::kData));
 }
 
 }  // namespace marrow::rehearsal

@@ -22,8 +22,11 @@ struct BaseSystem;
 class ConsoleView;
 class Interruption;
 
-// Throws the Problem that says what to do when the machine cannot hold a rehearsal: no root, no
-// loop devices, a program that is missing.
+// Throws the Problem that says what to do when the machine has no loop devices or no namespaces for
+// this process.
+void requireNamespaces();
+
+// As above, and when a program is missing.
 void requireWhatIsNeeded(const Options& options);
 
 class Rehearsal {
@@ -37,6 +40,7 @@ class Rehearsal {
  private:
   void prepareDisk();
   void fillOrExamine();
+  void fillDisk(const std::filesystem::path& place);
   void addCookie();
   void armFirmware();
   MachineRun startMachine(std::optional<CutPlan> cut);
@@ -44,7 +48,6 @@ class Rehearsal {
   CutPlan planCut() const;
   Snapshot snapshot() const;
   MigratorWords migratorWords() const;
-  void saveStartLogs() const;
 
   const Options& _options;
   const Scenario& _scenario;

@@ -9,6 +9,10 @@
 namespace marrow::rehearsal {
 namespace {
 
+bool canPlay(const Scenario& scenario, Stage stage) {
+  return !scenario.onlyOn || scenario.onlyOn == stage;
+}
+
 Scenario describe(std::string name, std::string situation, std::string outcome) {
   Scenario scenario;
   scenario.name = std::move(name);
@@ -23,8 +27,11 @@ std::vector<Scenario> bootScenarios() {
       "Nonce, boot objects and start-up entry are the new ones; it reboots.");
   Scenario other = describe("other-nonce", "The machine booted from the nonce in force.",
                             "No boot policy and no boot object changes; the start-up entry does.");
-  other.bootedFromProposed = false;
-  return {booted, other};
+  other.bootedNonce = BootedNonce::kInForce;
+  Scenario wrong = describe("wrong-nonce", "The machine booted from a nonce that nobody knows.",
+                            "It stays with the old boot objects; the start-up entry changes.");
+  wrong.bootedNonce = BootedNonce::kUnknown;
+  return {booted, other, wrong};
 }
 
 std::vector<Scenario> migratorScenarios() {
@@ -79,18 +86,31 @@ std::vector<Scenario> simulatedScenarios() {
                "The repetitions find nothing left to do; all is done once.");
   exercise.simulation = {"MWCommitBootObjectsOperation", "exercise", "3"};
   exercise.consoleWords = {"Exercising 3 times (MWCommitBootObjectsOperation)"};
-  return {error, skip, exercise};
+  Scenario panic = describe("simulated-panic",
+                            "An internal build panics the kernel after the nonce was committed.",
+                            "The machine comes back by itself, and the second start finishes.");
+  panic.onlyOn = Stage::kVirtualMachine;
+  panic.simulation = {"MWCommitBootPolicyOperation", "panic", ""};
+  panic.consoleWords = {"Simulating panic (MWCommitBootPolicyOperation)", "Kernel panic"};
+  return {error, skip, exercise, panic};
 }
 
 std::vector<Scenario> endScenarios() {
   Scenario refused = describe("reboot-refused", "The kernel refuses the reboot with EPERM.",
                               "All is done, and marrowd ends with status 1, which is EPERM.");
+  refused.onlyOn = Stage::kNamespaces;
   refused.rebootRefused = true;
   refused.consoleWords = {"Failed to perform a full system reboot. 1"};
   Scenario cut = describe("cut", "The machine loses its power at a random moment and starts again.",
                           "Every live place is old or new at the cut; the second start finishes.");
+  cut.onlyOn = Stage::kNamespaces;
   cut.powerCut = true;
-  return {refused, cut};
+  Scenario twice =
+      describe("base-system-entered-twice", "The new system starts the base system once more.",
+               "The second run finds nothing left to do; the new system starts again.");
+  twice.onlyOn = Stage::kVirtualMachine;
+  twice.enteredTwice = true;
+  return {refused, cut, twice};
 }
 
 }  // namespace
@@ -107,23 +127,30 @@ const std::vector<Scenario>& scenarios() {
   return kScenarios;
 }
 
-const Scenario& scenarioNamed(const std::string& name) {
+std::vector<Scenario> scenariosOn(Stage stage) {
+  std::vector<Scenario> playable;
+  std::ranges::copy_if(scenarios(), std::back_inserter(playable),
+                       [stage](const Scenario& scenario) { return canPlay(scenario, stage); });
+  return playable;
+}
+
+const Scenario& scenarioNamed(const std::string& name, Stage stage) {
   const auto found = std::ranges::find(scenarios(), name, &Scenario::name);
-  if (found != scenarios().end()) {
+  if (found != scenarios().end() && canPlay(*found, stage)) {
     return *found;
   }
   std::string names;
-  for (const Scenario& scenario : scenarios()) {
+  for (const Scenario& scenario : scenariosOn(stage)) {
     names += (names.empty() ? "" : ", ") + scenario.name;
   }
-  throw Problem("There is no scenario " + name + "; there are " + names + ".");
+  throw Problem("There is no scenario " + name + " here; there are " + names + ".");
 }
 
-std::string explainScenarios() {
+std::string explainScenarios(Stage stage) {
   std::string text;
-  for (const Scenario& scenario : scenarios()) {
-    text += scenario.name + (&scenario == &scenarios().front() ? " (default)" : "") + "\n    " +
-            scenario.situation + "\n    " + scenario.outcome + '\n';
+  for (const Scenario& scenario : scenariosOn(stage)) {
+    text += scenario.name + (text.empty() ? " (default)" : "") + "\n    " + scenario.situation +
+            "\n    " + scenario.outcome + '\n';
   }
   return text;
 }

@@ -10,6 +10,13 @@ namespace marrow::rehearsal {
 
 enum class MigratorPlan { kWorks, kFails, kMissing };
 
+// The nonce that the boot is for: the one that the update proposes, the one in force, or one that
+// nobody knows.
+enum class BootedNonce { kProposed, kInForce, kUnknown };
+
+// Where a machine stands: in namespaces of the real machine's kernel, or in a virtual machine.
+enum class Stage { kNamespaces, kVirtualMachine };
+
 // What is to happen to one operation on an internal build.
 struct Simulation {
   std::string operation;
@@ -23,7 +30,9 @@ struct Scenario {
   std::string situation;
   std::string outcome;
 
-  bool bootedFromProposed = true;
+  // Empty for both.
+  std::optional<Stage> onlyOn;
+  BootedNonce bootedNonce = BootedNonce::kProposed;
   MigratorPlan migrator = MigratorPlan::kWorks;
   // The GPT type of the role that no partition of the disk plays.
   std::string_view missingRole;
@@ -32,19 +41,24 @@ struct Scenario {
   std::optional<Simulation> simulation;
   bool rebootRefused = false;
   bool powerCut = false;
+  // The new system starts the base system once more.
+  bool enteredTwice = false;
   // Has to stand in a line of the console.
   std::vector<std::string> consoleWords;
 };
 
 inline constexpr int kFailingMigratorStatus = 3;
 
-// The default comes first.
+// Those that a stage can play; the default comes first.
+std::vector<Scenario> scenariosOn(Stage stage);
+
+// All, on whatever stage.
 const std::vector<Scenario>& scenarios();
 
-// Throws the Problem that names them all when there is none of that name.
-const Scenario& scenarioNamed(const std::string& name);
+// Throws the Problem that names them all when there is none of that name on that stage.
+const Scenario& scenarioNamed(const std::string& name, Stage stage = Stage::kNamespaces);
 
 // For --list: each name with its two sentences.
-std::string explainScenarios();
+std::string explainScenarios(Stage stage);
 
 }  // namespace marrow::rehearsal

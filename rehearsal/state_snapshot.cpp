@@ -113,7 +113,7 @@ struct RoleLook {
 
 void lookAtVolume(Snapshot& snapshot, const SnapshotSources& sources, const RoleLook& role) {
   if (const std::optional<int> number = sources.disk.partitionOf(role.type)) {
-    const MountedVolume volume(sources.device.node(*number), sources.place,
+    const MountedVolume volume(sources.node(*number), sources.place,
                                MountedVolume::Access::kReadOnly);
     role.look(snapshot, volume.path(), sources.disk);
     return;
@@ -128,7 +128,7 @@ void lookAtVolume(Snapshot& snapshot, const SnapshotSources& sources, const Role
 // Every byte of the partition; of xfs every file, because the kernel writes the log of an xfs that
 // is mounted read-only too, which is what the daemon does to the data volume.
 std::string volumeDigest(const SnapshotSources& sources, const Partition& partition) {
-  const auto node = sources.device.node(partition.number);
+  const auto node = sources.node(partition.number);
   if (fileSystemOn(node) != nameOf(FileSystem::kXfs)) {
     return rangeDigest(sources.image, partition.start, partition.size);
   }
@@ -198,14 +198,13 @@ const std::vector<Item>& items() {
 }
 
 Snapshot takeSnapshot(const SnapshotSources& sources) {
-  sources.device.waitUntilUnused();
   Snapshot snapshot;
   lookAtFirmware(snapshot, sources.firmware);
   lookAtBase(snapshot, sources.root);
   lookAtVolume(snapshot, sources, {partition_type::kPreboot, "preboot.", &lookAtPreboot});
   lookAtVolume(snapshot, sources, {partition_type::kRecovery, "recovery.", &lookAtRecovery});
   lookAtVolume(snapshot, sources, {partition_type::kUpdate, "update.", &lookAtUpdate});
-  checked(::fsync(sources.image), "write the disk image");
+  checked(::fsync(sources.image), "write the disk");
   lookAtWholeVolumes(snapshot, sources);
   return snapshot;
 }

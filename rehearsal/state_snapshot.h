@@ -5,6 +5,7 @@
 #include "rehearsal/firmware_store.h"
 
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -30,8 +31,9 @@ using Snapshot = std::map<std::string, std::string>;
 
 struct SnapshotSources {
   const BootDisk& disk;
-  const LoopDevice& device;
-  // The disk's image: raw volumes are compared by what it holds.
+  // The node of a partition, by its number.
+  std::function<std::filesystem::path(int)> node;
+  // The whole disk: raw volumes are compared by what it holds.
   int image;
   const FirmwareStore& firmware;
   // Root of the base system.

@@ -7,6 +7,8 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace marrow::rehearsal {
 namespace {
@@ -22,12 +24,23 @@ Descriptor makeAndUnlink(const std::filesystem::path& folder) {
 
 }  // namespace
 
-Workplace::Workplace() {
-  if (::unshare(CLONE_NEWNS) != 0) {
+void requireOwnMounts() {
+  // The child has them for a moment, and this process stays where it is.
+  const pid_t child = checked(::fork(), "start a process");
+  if (child == 0) {
+    ::_exit(::unshare(CLONE_NEWNS | CLONE_NEWPID | CLONE_NEWUTS | CLONE_NEWIPC) == 0 ? 0 : 1);
+  }
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  if (status != 0) {
     throw Problem(
         "A rehearsal needs mounts of its own, which this root may not have (CAP_SYS_ADMIN): run it "
         "on a machine, or in a container that is given that capability.");
   }
+}
+
+Workplace::Workplace() {
+  checked(::unshare(CLONE_NEWNS), "have mounts of its own");
   checked(::mount(nullptr, "/", nullptr, MS_REC | MS_SLAVE, nullptr), "keep mounts to itself");
   checked(::mount("rehearsal", kPlace, "tmpfs", 0, "mode=0755"), "mount a tmpfs on /mnt");
 }

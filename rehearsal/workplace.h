@@ -8,6 +8,9 @@
 
 namespace marrow::rehearsal {
 
+// Throws the Problem that says what to do where this process cannot have mounts of its own.
+void requireOwnMounts();
+
 // Once made, this process has mounts of its own, and /mnt is the workplace. The kernel takes all of
 // it back when the last process of the rehearsal is gone, so that nothing has to be cleaned up,
 // also after SIGKILL. What is unmounted outside goes away in here too: a rehearsal keeps no disk of

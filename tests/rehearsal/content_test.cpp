@@ -116,9 +116,9 @@ TEST_F(Content, LoaderVariablesAreWideAndEndWithAZero) {
 
 TEST_F(Content, TheBootIsForTheNonceOfItsScenario) {
   const FirmwareStore proposed(folder / "proposed");
-  setUpFirmware(proposed, scenarioNamed("booted-from-proposed"), "GROUP", 1);
+  stageFirmware(proposed, scenarioNamed("booted-from-proposed"), 1);
   const FirmwareStore other(folder / "other");
-  setUpFirmware(other, scenarioNamed("other-nonce"), "GROUP", 1);
+  stageFirmware(other, scenarioNamed("other-nonce"), 1);
   EXPECT_EQ(proposed.get("asmb-lp-lpnh")->size(), 48U);
   EXPECT_NE(proposed.get("asmb-lp-lpnh"), other.get("asmb-lp-lpnh"));
   EXPECT_EQ(proposed.get("marrow-nonce-proposed"), other.get("marrow-nonce-proposed"));

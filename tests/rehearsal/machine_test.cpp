@@ -19,7 +19,7 @@ namespace {
 
 using testing::HasSubstr;
 
-constexpr auto kPatience = std::chrono::seconds(60);
+constexpr auto kPatience = std::chrono::seconds(150);
 
 bool becomesTrue(const std::function<bool()>& condition) {
   const auto end = std::chrono::steady_clock::now() + kPatience;

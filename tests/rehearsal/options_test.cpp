@@ -63,14 +63,35 @@ TEST(Options, RefuseAFreshFileSystemOnAPersonsOwnDisk) {
   EXPECT_EQ(statusOf({"--disk", "/proc/self/exe", "--fs", "xfs"}), 2);
 }
 
+TEST(Options, OfAVirtualMachineAreKnownWithItAlone) {
+  const Options options = optionsOf({"--vm", "--init", "bare", "--cut", "3", "--cut-at", "1.5"});
+  EXPECT_EQ(options.stage(), Stage::kVirtualMachine);
+  EXPECT_EQ(options.init, "bare");
+  EXPECT_EQ(options.cuts, 3U);
+  EXPECT_EQ(options.cutAtSeconds, 1.5);
+  EXPECT_EQ(statusOf({"--cut", "3"}), 2);
+  EXPECT_EQ(statusOf({"--vm", "--cut-at", "1"}), 2);
+  EXPECT_EQ(statusOf({"--vm", "--init", "other"}), 2);
+  EXPECT_EQ(statusOf({"--vm", "--cut", "0"}), 2);
+}
+
 TEST(Scenarios, HaveNamesOfTheirOwnAndAreExplained) {
-  const std::string text = explainScenarios();
-  for (const Scenario& scenario : scenarios()) {
-    EXPECT_EQ(&scenarioNamed(scenario.name), &scenario);
-    EXPECT_NE(text.find(scenario.situation), std::string::npos);
-    EXPECT_NE(text.find(scenario.outcome), std::string::npos);
+  for (const Stage stage : {Stage::kNamespaces, Stage::kVirtualMachine}) {
+    const std::string text = explainScenarios(stage);
+    for (const Scenario& scenario : scenariosOn(stage)) {
+      EXPECT_EQ(scenarioNamed(scenario.name, stage).name, scenario.name);
+      EXPECT_NE(text.find(scenario.situation), std::string::npos);
+      EXPECT_NE(text.find(scenario.outcome), std::string::npos);
+    }
+    EXPECT_EQ(scenariosOn(stage).size(), 14U);
   }
-  EXPECT_EQ(scenarios().size(), 13U);
+}
+
+TEST(Scenarios, ThatAStageCannotPlayAreUnknownThere) {
+  EXPECT_THROW(scenarioNamed("simulated-panic", Stage::kNamespaces), Problem);
+  EXPECT_THROW(scenarioNamed("reboot-refused", Stage::kVirtualMachine), Problem);
+  EXPECT_NO_THROW(scenarioNamed("simulated-panic", Stage::kVirtualMachine));
+  EXPECT_NO_THROW(scenarioNamed("wrong-nonce", Stage::kNamespaces));
 }
 
 TEST(Scenarios, AreNamedWhenAnUnknownOneIsAskedFor) {

@@ -1,0 +1,34 @@
+#include "rehearsal/vm/vm_parts.h"
+
+#include "rehearsal/problem.h"
+
+namespace marrow::rehearsal {
+namespace {
+
+void require(const std::filesystem::path& file, const std::string& remedy) {
+  if (!std::filesystem::is_regular_file(file)) {
+    throw Problem("There is no " + file.string() + ": " + remedy + ".");
+  }
+}
+
+std::filesystem::path besideTheBuild() {
+  return std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "vm";
+}
+
+}  // namespace
+
+VmParts findVmParts(const std::filesystem::path& folder) {
+  const auto place = folder.empty() ? besideTheBuild() : std::filesystem::canonical(folder);
+  VmParts parts{.kernel = place / "vmlinuz",
+                .baseSystem = place / "base-system.img",
+                .agentSystem = place / "agent-system.img"};
+  for (const auto& file : {parts.kernel, parts.baseSystem, parts.agentSystem}) {
+    require(file, "make it with `tools/vm-parts`");
+  }
+  require(parts.loader, "install it with `apt-get install systemd-boot-efi`");
+  require(parts.firmware, "install it with `apt-get install ovmf`");
+  require(parts.firmwareVariables, "install it with `apt-get install ovmf`");
+  return parts;
+}
+
+}  // namespace marrow::rehearsal
