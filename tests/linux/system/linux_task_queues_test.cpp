@@ -205,6 +205,8 @@ TEST_F(LinuxTaskQueuesTest, GivesTimersTheirTurnBesideTasksThatKeepComing) {
   }
   EXPECT_GE(firings, 5);
   done = true;
+  // The task that was running may have put itself behind the first of these.
+  queue->sync([] {});
   queue->sync([] {});
 }
 
