@@ -1,3 +1,4 @@
+#include "tests/linux/disk/busy_unmount.h"
 #include "tests/linux/disk/linux_disk_test.h"
 
 #include <atomic>
@@ -37,12 +38,7 @@ class UnmountElsewhere : public LinuxDiskTest, public testing::WithParamInterfac
   }
 
   void expectBusy(const VolumeOptions& options, const std::string& holder) {
-    ErrorRef error;
-    EXPECT_FALSE(data->unmount(options, &error));
-    ASSERT_NE(error, nullptr);
-    EXPECT_EQ(error->code(), EBUSY);
-    EXPECT_NE(error->description().find(holder), std::string::npos) << error->description();
-    EXPECT_NE(error->description().find(node), std::string::npos) << error->description();
+    expectBusyUnmount(*data, node, options, holder);
   }
 
   void expectUnmounted(const VolumeOptions& options) {

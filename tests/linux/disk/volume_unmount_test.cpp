@@ -1,3 +1,4 @@
+#include "tests/linux/disk/busy_unmount.h"
 #include "tests/linux/disk/linux_disk_test.h"
 
 #include <array>
@@ -29,12 +30,7 @@ class VolumeUnmount : public LinuxDiskTest, public testing::WithParamInterface<c
   }
 
   void expectBusy(const VolumeOptions& options, const std::string& holder) {
-    ErrorRef error;
-    EXPECT_FALSE(data->unmount(options, &error));
-    ASSERT_NE(error, nullptr);
-    EXPECT_EQ(error->code(), EBUSY);
-    EXPECT_NE(error->description().find(holder), std::string::npos) << error->description();
-    EXPECT_NE(error->description().find(node), std::string::npos) << error->description();
+    expectBusyUnmount(*data, node, options, holder);
     EXPECT_FALSE(mountTargets(node).empty());
   }
 
