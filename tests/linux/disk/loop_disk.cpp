@@ -128,7 +128,8 @@ bool runProgram(const std::vector<std::string>& words, const std::string& input)
   for (const auto& word : words) {
     command += quoted(word) + " ";
   }
-  const std::string log = "/tmp/marrow-disk-test-output-" + std::to_string(::getpid());
+  std::string log = "/tmp/marrow-disk-test-output-XXXXXX";
+  ::close(::mkstemp(log.data()));
   FILE* const pipe = ::popen((command + ">" + log + " 2>&1").c_str(), "we");
   std::fwrite(input.data(), 1, input.size(), pipe);
   const int status = ::pclose(pipe);

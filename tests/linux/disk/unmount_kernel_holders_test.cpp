@@ -59,7 +59,7 @@ class LeftLoopDevice {
   ~LeftLoopDevice() {
     if (isAttached()) {
       ADD_FAILURE() << _node << " leaks: it is still attached";
-      runProgram({"losetup", "-d", _node});
+      detach();
     }
   }
   LeftLoopDevice(const LeftLoopDevice&) = delete;
@@ -67,6 +67,13 @@ class LeftLoopDevice {
 
   const std::string& node() const { return _node; }
   std::string name() const { return _node.substr(_node.rfind('/') + 1); }
+
+  // Whoever looks for a free device may have it open for a moment; the last to close it detaches
+  // it.
+  void detach() const {
+    runProgram({"losetup", "-d", _node});
+    waitUntil([this] { return !isAttached(); });
+  }
 
   bool isAttached() const {
     std::string path;
@@ -202,7 +209,7 @@ TEST_P(UnmountOfWhatTheKernelHolds, TakesTheMountOfALoopDeviceOverTheNode) {
   expectUnmounted();
   EXPECT_EQ(user.endingSignal(), SIGTERM);
   EXPECT_TRUE(mountTargets(loop.node()).empty());
-  runProgram({"losetup", "-d", loop.node()});
+  loop.detach();
 }
 
 TEST_P(UnmountOfWhatTheKernelHolds, TakesTheMountOfAPartOfALoopDeviceOverTheDisk) {
@@ -217,7 +224,7 @@ TEST_P(UnmountOfWhatTheKernelHolds, TakesTheMountOfAPartOfALoopDeviceOverTheDisk
   EXPECT_EQ(tryMount(loop.node() + "p1", type), EBUSY);
   session->setQueue(nullptr);
   runProgram({"partx", "-d", loop.node()});
-  runProgram({"losetup", "-d", loop.node()});
+  loop.detach();
 }
 
 TEST_P(UnmountOfWhatTheKernelHolds, LeavesALoopDeviceOverOtherPartsOfTheDiskAlone) {
@@ -225,7 +232,7 @@ TEST_P(UnmountOfWhatTheKernelHolds, LeavesALoopDeviceOverOtherPartsOfTheDiskAlon
   const LeftLoopDevice loop(disk.node(), "--sizelimit 1048576");
   const ChildProcess user([&] { return ::open(loop.node().c_str(), O_RDONLY | O_EXCL) >= 0; });
   EXPECT_FALSE(data->isMounted());
-  runProgram({"losetup", "-d", loop.node()});
+  loop.detach();
 }
 
 TEST_P(UnmountOfWhatTheKernelHolds, KeepsWhatWasWrittenWhereItWasMountedForWriting) {
