@@ -1,8 +1,11 @@
 #include "benchmarks/scratch_disk.h"
 
+#include "benchmarks/programs.h"
+
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <sched.h>
 #include <stdexcept>
 #include <sys/mount.h>
@@ -18,24 +21,31 @@ void check(bool done, const std::string& task) {
   }
 }
 
-void run(const std::string& command) {
-  check(std::system((command + " >/dev/null").c_str()) == 0, "run " + command);
+void enterMountNamespace() {
+  static const bool entered = ::unshare(CLONE_NEWNS) == 0 &&
+                              ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+  check(entered, "have a mount namespace");
 }
 
 }  // namespace
 
-ScratchDisk::ScratchDisk() {
-  check(::unshare(CLONE_NEWNS) == 0 &&
-            ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0,
-        "have a mount namespace");
+ScratchDisk::ScratchDisk(const std::string& fileSystem, unsigned mebibytes)
+    : _fileSystem(fileSystem) {
+  enterMountNamespace();
   check(::mkdtemp(_folder.data()) != nullptr, "make a folder in /var/tmp");
   const std::string image = _folder + "/image";
-  const std::string mount = _folder + "/mount";
-  std::filesystem::create_directory(mount);
-  run("truncate -s 768M " + image);
-  run("mkfs.ext4 -q " + image);
-  run("mount -t ext4 -o loop " + image + ' ' + mount);
+  std::filesystem::create_directory(_folder + "/mount");
+  runProgram("truncate -s " + std::to_string(mebibytes) + "M " + image);
+  runProgram("mkfs." + _fileSystem + " -q " + image);
+  mount();
   std::filesystem::remove(image);
+}
+
+// With the loop device detached as soon as the mount goes.
+void ScratchDisk::mount() {
+  const std::string place = _folder + "/mount";
+  runProgram("mount -t " + _fileSystem + " -o loop " + _folder + "/image " + place);
+  _node = outputOf("findmnt -n -o SOURCE " + place);
 }
 
 ScratchDisk::~ScratchDisk() {
@@ -49,6 +59,13 @@ void ScratchDisk::flush() const {
   const int folder = ::open(at("").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   check(folder >= 0 && ::syncfs(folder) == 0, "flush the disk");
   ::close(folder);
+}
+
+void ScratchDisk::forget() const {
+  flush();
+  std::ofstream file("/proc/sys/vm/drop_caches");
+  file << "3\n" << std::flush;
+  check(file.good(), "have the kernel forget its caches");
 }
 
 const ScratchDisk& scratchDisk() {

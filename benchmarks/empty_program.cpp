@@ -1,0 +1,4 @@
+// What a program with libc and libstdc++ costs that does nothing.
+#include <iostream>
+
+int main() { std::cout << std::flush; }
