@@ -22,10 +22,21 @@ function(marrow_layer name folder)
   target_link_libraries(${name} PUBLIC ${layer_LINKS} PRIVATE ${layer_PRIVATE} marrow_options)
 endfunction()
 
+# What starts in the base system brings the C++ library along: to load and relocate it, and libm, takes
+# a third of the time that the program takes to its main, and two fifths of the memory.
+set(MARROW_SELF_CONTAINED_OPTIONS)
+if(NOT MARROW_SANITIZE)
+  set(MARROW_SELF_CONTAINED_OPTIONS -static-libstdc++ -static-libgcc
+    LINKER:-O1,--as-needed,--gc-sections,-z,pack-relative-relocs)
+endif()
+
 # A program, put beside the other products at the top of the build folder.
 function(marrow_program name)
-  cmake_parse_arguments(PARSE_ARGV 1 program "" "" "SOURCES;LINKS")
+  cmake_parse_arguments(PARSE_ARGV 1 program "SELF_CONTAINED" "" "SOURCES;LINKS")
   add_executable(${name} ${program_SOURCES})
+  if(program_SELF_CONTAINED)
+    target_link_options(${name} PRIVATE ${MARROW_SELF_CONTAINED_OPTIONS})
+  endif()
   target_link_libraries(${name} PRIVATE ${program_LINKS} marrow_options)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
 endfunction()

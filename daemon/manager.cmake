@@ -14,4 +14,4 @@ marrow_layer(marrow_manager daemon
     marrow_log
     marrow_host)
 
-marrow_program(marrowd SOURCES main.cpp LINKS marrow_manager marrow_linux)
+marrow_program(marrowd SELF_CONTAINED SOURCES main.cpp LINKS marrow_manager marrow_linux)

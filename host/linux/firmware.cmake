@@ -49,8 +49,8 @@ set(MARROW_LINUX_FIRMWARE_HEADERS
   system_bus_library.h
   text_output.h)
 
-# libcrypto is loaded when the first digest is asked for, libsystemd when a message bus is there; only
-# their headers are needed here.
-find_path(MARROW_OPENSSL_INCLUDE openssl/evp.h REQUIRED)
+# libsystemd is loaded when a message bus is there: only its headers are needed here. The digest comes
+# from libmd, a fiftieth of libcrypto's size.
 find_path(MARROW_SYSTEMD_INCLUDE systemd/sd-bus.h REQUIRED)
-set(MARROW_LINUX_FIRMWARE_PRIVATE)
+find_library(MARROW_MD md REQUIRED)
+set(MARROW_LINUX_FIRMWARE_PRIVATE ${MARROW_MD})

@@ -1,6 +1,7 @@
 #include "host/linux/linux_boot_policy.h"
 
 #include "host/error_record.h"
+#include "host/linux/sha384.h"
 
 #include <cerrno>
 #include <utility>
@@ -14,15 +15,16 @@ const EFIVariableName kProposedNonce{"marrow-nonce-proposed"};
 
 }  // namespace
 
-LinuxBootPolicy::LinuxBootPolicy(EFIVariableStore& store, std::string cryptoLibrary)
-    : _store(store), _cryptoLibrary(std::move(cryptoLibrary)) {}
-
 std::int32_t LinuxBootPolicy::proposedNonceDigest(NonceDigest& digest) {
   auto nonce = _store.read(kProposedNonce);
   if (!nonce && errno == ENOENT) {
     nonce = _store.read(kNonce);
   }
-  return nonce ? sha384(_cryptoLibrary.c_str(), *nonce, digest) : errno;
+  if (!nonce) {
+    return errno;
+  }
+  digest = sha384(*nonce);
+  return 0;
 }
 
 std::int32_t LinuxBootPolicy::updateLocalPolicyNonceEnd(const std::string& /*policyVolumePath*/,

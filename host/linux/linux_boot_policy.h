@@ -3,7 +3,6 @@
 
 #include "host/boot_policy.h"
 #include "host/linux/efi_variable_store.h"
-#include "host/linux/sha384.h"
 
 #include <string>
 
@@ -11,11 +10,10 @@ namespace marrow {
 
 class LinuxBootPolicy final : public BootPolicy {
  public:
-  explicit LinuxBootPolicy(EFIVariableStore& store, std::string cryptoLibrary = kCryptoLibrary);
+  explicit LinuxBootPolicy(EFIVariableStore& store) : _store(store) {}
 
   // The digest of the proposed nonce; where that is gone, of the nonce in force, so that a run that
-  // was cut after the commit is taken up again. ENOENT when there is neither; ELIBACC when the
-  // machine cannot compute a digest.
+  // was cut after the commit is taken up again. ENOENT when there is neither.
   std::int32_t proposedNonceDigest(NonceDigest& digest) override;
 
   // The paths are not used: both nonces are firmware variables. EINVAL for any mode but
@@ -32,7 +30,6 @@ class LinuxBootPolicy final : public BootPolicy {
   int commit(const std::string& proposal);
 
   EFIVariableStore& _store;
-  std::string _cryptoLibrary;
 };
 
 }  // namespace marrow

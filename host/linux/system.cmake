@@ -1,5 +1,7 @@
 # The services of the system: log, task queues, processes, files, property lists.
-find_package(pugixml REQUIRED)
+
+# The archive, for the shared library would bring the shared C++ library along (see cmake/Layers.cmake).
+find_library(MARROW_PUGIXML libpugixml.a REQUIRED)
 
 set(MARROW_LINUX_SYSTEM_SOURCES
   directory_entry.cpp
@@ -78,4 +80,4 @@ set(MARROW_LINUX_SYSTEM_HEADERS
   tree_removal.h
   xml_text.h)
 
-set(MARROW_LINUX_SYSTEM_PRIVATE pugixml::pugixml)
+set(MARROW_LINUX_SYSTEM_PRIVATE ${MARROW_PUGIXML})

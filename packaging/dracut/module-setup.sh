@@ -53,7 +53,7 @@ install_programs() {
     /usr/libexec/marrow/marrow-arm-retry /usr/lib/marrow/init /usr/lib/marrow/modules
   inst_multiple sh modprobe mount mkdir sleep reboot systemctl
   # Found by name when it is first needed, so that no program names it to the linker.
-  inst_libdir_file 'libcrypto.so.3*' 'libcryptsetup.so.12*' 'libbpf.so.1*' 'libsystemd.so.0*' \
+  inst_libdir_file 'libcryptsetup.so.12*' 'libbpf.so.1*' 'libsystemd.so.0*' \
     'libgcc_s.so.1*'
 }
 

@@ -55,22 +55,6 @@ TEST_F(LinuxBootPolicyTest, ZeroBytesOfANonceCount) {
   EXPECT_NE(hex(digest).substr(0, 8), "cb00753f");
 }
 
-TEST_F(LinuxBootPolicyTest, AMissingLibraryIsAStatusAndLeavesTheDigest) {
-  LinuxBootPolicy without(store, "libno-such-crypto.so.3");
-  store.write(kProposed, "abc");
-  NonceDigest digest{};
-  EXPECT_EQ(without.proposedNonceDigest(digest), ELIBACC);
-  EXPECT_EQ(digest, NonceDigest{});
-  EXPECT_EQ(without.statusText(ELIBACC), "Can not access a needed shared library");
-}
-
-TEST_F(LinuxBootPolicyTest, ALibraryThatCannotDigestIsAStatus) {
-  LinuxBootPolicy other(store, "libc.so.6");
-  store.write(kProposed, "abc");
-  NonceDigest digest{};
-  EXPECT_EQ(other.proposedNonceDigest(digest), ELIBACC);
-}
-
 TEST_F(LinuxBootPolicyTest, AProposalThatCannotBeReadIsNotPassedOver) {
   folder.makeFolder(std::string("marrow-nonce-proposed-") + kMarrowVendor);
   store.write(kNonce, "in force");
