@@ -7,9 +7,11 @@
 #include <cstdint>
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/openat2.h>
 #include <memory>
 #include <string_view>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -26,40 +28,41 @@ struct CloseStream {
 };
 using Stream = std::unique_ptr<DIR, CloseStream>;
 
-// Which directory it is, and of which mount (statx(2), STATX_MNT_ID; where the kernel does not tell
-// the mount, the device number tells file systems apart).
+// Which directory it is, of all that exist at one time.
 struct Identity {
-  std::uint64_t mount = 0;
-  std::uint64_t device = 0;
-  std::uint64_t inode = 0;
+  dev_t device = 0;
+  ino_t inode = 0;
 
   bool operator==(const Identity&) const = default;
-  bool isMountedAs(const Identity& other) const {
-    return mount == other.mount && (mount != 0 || device == other.device);
-  }
 };
 
 struct Level {
-  std::string name;  // in the level above
-  Identity identity;
+  std::string name;                  // in the level above
   Stream stream;                     // closed while the walk is far below
+  Identity identity;                 // known while the stream is closed
   std::vector<std::string> folders;  // still to be removed
 };
 
 bool identify(int directory, Identity& identity) {
-  struct statx status {};
-  if (::statx(directory, "", AT_EMPTY_PATH, STATX_INO | STATX_MNT_ID, &status) != 0) {
+  struct stat status {};
+  if (::fstat(directory, &status) != 0) {
     return false;
   }
-  identity.mount = (status.stx_mask & STATX_MNT_ID) != 0 ? status.stx_mnt_id : 0;
-  identity.device = (std::uint64_t{status.stx_dev_major} << 32U) | status.stx_dev_minor;
-  identity.inode = status.stx_ino;
+  identity = {status.st_dev, status.st_ino};
   return true;
 }
 
-Stream openStream(int folder, const char* name) {
-  Descriptor opened(retryInterrupted(
-      [&] { return ::openat(folder, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC); }));
+// openat2(2). Among its rules, RESOLVE_NO_XDEV is that no mount is entered: then EXDEV.
+int openFolder(int folder, const char* name, std::uint64_t rules) {
+  open_how how{};
+  how.flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+  how.resolve = rules;
+  return static_cast<int>(
+      retryInterrupted([&] { return ::syscall(SYS_openat2, folder, name, &how, sizeof how); }));
+}
+
+Stream openStream(int folder, const char* name, std::uint64_t rules) {
+  Descriptor opened(openFolder(folder, name, rules));
   Stream stream(opened ? ::fdopendir(opened.number()) : nullptr);
   if (stream) {
     opened.release();
@@ -87,6 +90,7 @@ class Removal {
   void enter(int folder, std::string name);
   void empty(Level& level);
   void leave();
+  static void close(Level& level);
   bool reopen(Level& level, const Level& below);
   void remove(int folder, const std::string& name, int flags);
   void fail(int number);
@@ -113,20 +117,16 @@ int Removal::run(const std::string& name) {
 
 void Removal::enter(int folder, std::string name) {
   Level level;
-  level.stream = openStream(folder, name.c_str());
-  if (!level.stream || !identify(::dirfd(level.stream.get()), level.identity)) {
-    fail(errno);
-    return;
-  }
-  if (!_levels.empty() && !level.identity.isMountedAs(_levels.back().identity)) {
-    fail(EBUSY);
+  level.stream = openStream(folder, name.c_str(), _levels.empty() ? 0 : RESOLVE_NO_XDEV);
+  if (!level.stream) {
+    fail(errno == EXDEV ? EBUSY : errno);
     return;
   }
   level.name = std::move(name);
   empty(level);
   _levels.push_back(std::move(level));
   if (_levels.size() > kOpenLevels) {
-    _levels[_levels.size() - kOpenLevels - 1].stream.reset();
+    close(_levels[_levels.size() - kOpenLevels - 1]);
   }
 }
 
@@ -164,13 +164,20 @@ void Removal::leave() {
   }
 }
 
+// One that cannot be recognised again stays open.
+void Removal::close(Level& level) {
+  if (identify(::dirfd(level.stream.get()), level.identity)) {
+    level.stream.reset();
+  }
+}
+
 // Back up, unless the tree was moved meanwhile: what is above now is then no business of ours.
 bool Removal::reopen(Level& level, const Level& below) {
   if (level.stream) {
     return true;
   }
   Identity identity;
-  level.stream = openStream(::dirfd(below.stream.get()), "..");
+  level.stream = openStream(::dirfd(below.stream.get()), "..", 0);
   if (!level.stream || !identify(::dirfd(level.stream.get()), identity)) {
     return false;
   }
