@@ -18,16 +18,6 @@ namespace {
 
 constexpr std::array kPlaces{"/usr/sbin", "/usr/bin", "/sbin", "/bin", "/usr/local/sbin"};
 
-std::string findProgram(const std::string& name) {
-  for (const std::filesystem::path place : kPlaces) {
-    std::string path = place / name;
-    if (::access(path.c_str(), X_OK) == 0) {
-      return path;
-    }
-  }
-  return {};
-}
-
 std::string lastLine(std::string text) {
   while (!text.empty() && text.back() == '\n') {
     text.pop_back();
@@ -59,6 +49,16 @@ int waitFor(pid_t child) {
 }
 
 }  // namespace
+
+std::string findProgram(const std::string& name) {
+  for (const std::filesystem::path place : kPlaces) {
+    std::string path = place / name;
+    if (::access(path.c_str(), X_OK) == 0) {
+      return path;
+    }
+  }
+  return {};
+}
 
 Descriptor memoryFile(std::string_view content) {
   Descriptor file(checked(::memfd_create("rehearsal", MFD_CLOEXEC), "make a file in memory"));

@@ -14,6 +14,9 @@ namespace marrow::rehearsal {
 // in none of the places where Debian keeps programs.
 void requireProgram(const std::string& name, std::string_view package);
 
+// Where the program is, also where an ordinary user's PATH does not lead; empty when it is nowhere.
+std::string findProgram(const std::string& name);
+
 // A file in memory that holds that: unlike a pipe it takes any amount, whether or not somebody
 // reads.
 Descriptor memoryFile(std::string_view content = {});

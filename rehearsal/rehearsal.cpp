@@ -10,6 +10,7 @@
 #include "rehearsal/kept_files.h"
 #include "rehearsal/problem.h"
 #include "rehearsal/programs.h"
+#include "rehearsal/trial.h"
 
 #include <random>
 #include <unistd.h>
@@ -34,6 +35,7 @@ void requireNamespaces() {
   }
   requireLoopDevices();
   requireOwnMounts();
+  requireUsableMachine();
 }
 
 void requireWhatIsNeeded(const Options& options) {

@@ -28,7 +28,9 @@ void requireOwnMounts() {
   // The child has them for a moment, and this process stays where it is.
   const pid_t child = checked(::fork(), "start a process");
   if (child == 0) {
-    ::_exit(::unshare(CLONE_NEWNS | CLONE_NEWPID | CLONE_NEWUTS | CLONE_NEWIPC) == 0 ? 0 : 1);
+    ::_exit(::unshare(CLONE_NEWNS | CLONE_NEWPID | CLONE_NEWUTS | CLONE_NEWNET | CLONE_NEWIPC) == 0
+                ? 0
+                : 1);
   }
   int status = 0;
   ::waitpid(child, &status, 0);

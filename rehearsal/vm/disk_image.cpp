@@ -11,9 +11,11 @@ namespace {
 
 constexpr std::uint64_t kSector = 512;
 
-// mke2fs takes the owners from the folder; fakeroot(1) tells it that they are root.
+// mke2fs takes the owners from the folder; fakeroot(1) tells it that they are root. It looks for a
+// program in PATH alone, where an ordinary user has not all of them.
 std::vector<std::string> asRoot(std::vector<std::string> command) {
   if (::geteuid() != 0) {
+    command.front() = findProgram(command.front());
     command.insert(command.begin(), {"fakeroot", "--"});
   }
   return command;

@@ -5,6 +5,7 @@
 #include "rehearsal/interruption.h"
 #include "rehearsal/vm/boot_entries.h"
 #include "rehearsal/vm/disk_image.h"
+#include "rehearsal/vm/observer.h"
 #include "rehearsal/vm/scratch_folder.h"
 
 #include <algorithm>
@@ -31,6 +32,9 @@ std::string baseAddition(const VmDiskContent& content) {
   installMigrator(system);
   if (system.internalBuild) {
     writeFile(folder.path() / "etc/os-release", "ID=marrow\nRELEASE_TYPE=development\n");
+  }
+  if (content.observed) {
+    installObserver(folder.path());
   }
   return archiveOf(folder.path());
 }

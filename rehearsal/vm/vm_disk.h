@@ -19,6 +19,8 @@ struct VmDiskContent {
   const BaseSystem& baseSystem;
   std::string baseSystemWords;
   const GuestPlan& plan;
+  // Whether a service tells what the daemon uses.
+  bool observed = false;
 };
 
 // The plan of the agent's systems, as an archive that the kernel takes beside theirs.

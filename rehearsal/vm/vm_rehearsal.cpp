@@ -9,6 +9,7 @@
 #include "rehearsal/vm/accelerator.h"
 #include "rehearsal/vm/cut_outcome.h"
 #include "rehearsal/vm/disk_image.h"
+#include "rehearsal/vm/observer.h"
 #include "rehearsal/vm/vm_disk.h"
 
 #include <algorithm>
@@ -73,6 +74,9 @@ GuestPlan VmRehearsal::guestPlan() const {
           .treeSize = _options.treeSize};
 }
 
+// Without a service manager nobody would start the observer, and its lines are none to cut at.
+bool VmRehearsal::isObserved() const { return _options.init == "systemd" && !_options.cuts; }
+
 VmMachine VmRehearsal::prepare() {
   _view.say("Preparing a machine (" + _accelerator + ")...");
   _disk = planVmDisk(_parts, _options.treeSize);
@@ -86,7 +90,8 @@ VmMachine VmRehearsal::prepare() {
              {.parts = _parts,
               .baseSystem = planBaseSystem(_options, _scenario, _disk, _inputs.migrator),
               .baseSystemWords = baseSystemWords(_options.init),
-              .plan = guestPlan()},
+              .plan = guestPlan(),
+              .observed = isObserved()},
              _interruption);
   return machine;
 }
@@ -136,6 +141,9 @@ std::vector<Row> VmRehearsal::rows(const std::vector<VmBoot>& boots) const {
   std::vector<Row> all = compareSnapshots(before, lastOfFirstRun(boots).snapshot, expected);
   std::ranges::move(rowsOfSecondEntry(boots), std::back_inserter(all));
   std::ranges::move(compareBoots(boots, _scenario, _disk, expected), std::back_inserter(all));
+  if (isObserved()) {
+    all.push_back(rowOfUse(boots));
+  }
   return all;
 }
 

@@ -41,6 +41,7 @@ class VmRehearsal {
 
   // Of the small systems.
   GuestPlan guestPlan() const;
+  bool isObserved() const;
 
   // Without rows and runs.
   Report emptyReport() const;

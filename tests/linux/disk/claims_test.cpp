@@ -259,11 +259,9 @@ TEST_F(Claims, AreNeverOnWholeDisks) {
   EXPECT_EQ(openExclusively(disk.node()), 0);
 }
 
-TEST_F(Claims, AreMadeQuicklyOnManyVolumes) {
+TEST_F(Claims, AreMadeOnManyVolumes) {
   const LoopDisk disk(std::vector<LoopPartition>(128, {kDataType, randomUUID(), "", 1}));
-  const auto begin = std::chrono::steady_clock::now();
   const auto session = refuse({disk.name()});
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
   for (unsigned number = 1; number <= 128; ++number) {
     EXPECT_EQ(openExclusively(disk.partitionNode(number)), EBUSY) << number;
   }
