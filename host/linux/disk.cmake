@@ -6,6 +6,7 @@ pkg_check_modules(mount REQUIRED IMPORTED_TARGET mount)
 set(MARROW_LINUX_DISK_SOURCES
   blkid_probe.cpp
   block_devices.cpp
+  bpf_library.cpp
   claims.cpp
   device_events.cpp
   device_stack.cpp
@@ -24,8 +25,12 @@ set(MARROW_LINUX_DISK_SOURCES
   linux_partition_library.cpp
   loam_containers.cpp
   loop_status.cpp
+  mount_attempts.cpp
+  mount_gate.cpp
+  mount_gate_program.cpp
   mount_holders.cpp
   mount_remover.cpp
+  mount_source.cpp
   mount_spaces.cpp
   mount_table.cpp
   partition_table.cpp
@@ -40,6 +45,7 @@ set(MARROW_LINUX_DISK_HEADERS
   blkid_probe.h
   c_text.h
   block_devices.h
+  bpf_library.h
   claims.h
   device_events.h
   device_stack.h
@@ -59,8 +65,14 @@ set(MARROW_LINUX_DISK_HEADERS
   linux_partition_library.h
   loam_containers.h
   loop_status.h
+  mount_attempts.h
+  mount_gate.h
+  mount_gate_object.h
+  mount_gate_program.h
+  mount_gate_records.h
   mount_holders.h
   mount_remover.h
+  mount_source.h
   mount_spaces.h
   mount_table.h
   partition_table.h
@@ -71,5 +83,9 @@ set(MARROW_LINUX_DISK_HEADERS
   temporary_mounts.h
   udev_queue.h
   volume_unmounter.h)
+
+include(BpfProgram)
+marrow_bpf_program(mount_gate.bpf.c kMountGateObject mount_gate_object.h mount_gate_records.h)
+list(APPEND MARROW_LINUX_DISK_SOURCES ${MARROW_BPF_PROGRAM})
 
 set(MARROW_LINUX_DISK_PRIVATE PkgConfig::blkid PkgConfig::mount)

@@ -27,8 +27,12 @@ class LinuxDADisk : public DADisk {
 }  // namespace
 
 LinuxDASession::LinuxDASession(const LinuxDiskArbitration::Services& services,
-                               const std::string& procfs)
-    : _services(services), _events(procfs, services.log) {}
+                               const std::string& procfs, const MountGatePlaces& gate,
+                               MissingGate missingGate)
+    : _services(services),
+      _events(procfs, services.log),
+      _gate(services.devices, procfs, gate, services.log),
+      _missingGate(std::move(missingGate)) {}
 
 LinuxDASession::~LinuxDASession() { unschedule(); }
 
@@ -44,12 +48,21 @@ void LinuxDASession::setQueue(std::shared_ptr<SerialTaskQueue> queue) {
   }
 }
 
-// Events are collected before the devices are listed, so that none falls in between.
+// Events and mount attempts are collected before the devices are listed, so that none falls in
+// between.
 void LinuxDASession::schedule() {
   _events.open();
+  openGate();
   _queue->sync([this] { askAboutAll(); });
   _events.start({[this](const BlockDeviceEvent& event) { deviceChanged(event); },
                  [this] { return claimFreedDevices(); }});
+  _gate.start([this](const MountAttempt& attempt) { mountAttempted(attempt); });
+}
+
+void LinuxDASession::openGate() {
+  if (const auto reason = _gate.open()) {
+    _missingGate(*reason);
+  }
 }
 
 void LinuxDASession::unschedule() {
@@ -58,6 +71,7 @@ void LinuxDASession::unschedule() {
   }
   _events.stop();
   _queue->sync([] {});
+  _gate.close();
   _services.claims.giveBack(this);
   _queue.reset();
 }
@@ -73,6 +87,7 @@ void LinuxDASession::deviceChanged(const BlockDeviceEvent& event) {
   switch (event.kind) {
     case BlockDeviceEvent::Kind::gone:
       _services.claims.forget(event.name);
+      _gate.allow(event.name);
       break;
     case BlockDeviceEvent::Kind::present:
       if (const auto device = _services.devices.find(event.name)) {
@@ -97,15 +112,44 @@ void LinuxDASession::askLater(const BlockDevice& device) {
   }
 }
 
-// True when the device is refused. A whole disk is never claimed: that would refuse our own mounts
-// of its partitions.
+// True when the device is refused.
 bool LinuxDASession::ask(const BlockDevice& device) {
-  LinuxDADisk disk(_services.devices, _services.registry, device);
-  const bool isRefused = _callback(disk) && !device.isDisk();
+  const bool isRefused = dissents(device);
   if (isRefused) {
-    _services.claims.refuse(this, device);
+    refuse(device);
+  } else if (!_services.claims.refuses(device)) {
+    _gate.allow(device.name);
   }
   return isRefused;
+}
+
+// A whole disk is never claimed: that would refuse our own mounts of its partitions.
+bool LinuxDASession::dissents(const BlockDevice& device) {
+  LinuxDADisk disk(_services.devices, _services.registry, device);
+  return _callback(disk) && !device.isDisk();
+}
+
+void LinuxDASession::refuse(const BlockDevice& device) {
+  _services.claims.refuse(this, device);
+  _gate.refuse(device);
+}
+
+// Waiting for the answer leaves further attempts where the kernel keeps them, which is no more than
+// it has room for.
+void LinuxDASession::mountAttempted(const MountAttempt& attempt) {
+  _queue->sync([&] { answer(attempt); });
+}
+
+// What stands on a refused device is refused without the callback.
+void LinuxDASession::answer(const MountAttempt& attempt) {
+  const BlockDevice& device = attempt.device;
+  if (dissents(device) && !_services.claims.refuses(device)) {
+    refuse(device);
+  }
+  if (_services.claims.refuses(device)) {
+    _services.log.log(LogLevel::standard,
+                      attempt.process + " tried to mount " + device.name + ", which is refused");
+  }
 }
 
 // A device may be listed before the one that it stands on, and may have appeared before that one
@@ -120,7 +164,7 @@ void LinuxDASession::claimAllStacked() {
 void LinuxDASession::claimIfStacked(const BlockDevice& device) {
   if (!isCovered(device) && standsOnRefused(device)) {
     _services.log.log(LogLevel::standard, device.name + " stands on a refused device");
-    _services.claims.refuse(this, device);
+    refuse(device);
   }
 }
 

@@ -5,7 +5,11 @@
 namespace marrow {
 
 std::unique_ptr<DASession> LinuxDiskArbitration::createSession() {
-  return std::make_unique<LinuxDASession>(_services, _procfs);
+  return std::make_unique<LinuxDASession>(
+      _services, _procfs, _gate, [this](const std::string& reason) {
+        _missingGate.report("Mounts are refused by claims alone, and no attempt is reported: " +
+                            reason);
+      });
 }
 
 }  // namespace marrow

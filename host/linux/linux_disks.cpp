@@ -22,7 +22,8 @@ struct LinuxDisks::Parts {
         temporaryMounts({devices, mountTable, claims}, roots.run),
         unmounter({devices, stack, mountTable, mountSpaces, temporaryMounts, holders, kernelHolders,
                    processEnd, claims, log}),
-        arbitration({devices, stack, mountTable, registry, claims, log}, roots.procfs) {}
+        arbitration({devices, stack, mountTable, registry, claims, log}, roots.procfs,
+                    roots.mountGate) {}
 
   BlockDevices devices;
   DeviceStack stack{devices};

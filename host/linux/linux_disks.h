@@ -7,6 +7,7 @@
 #include "host/device_names.h"
 #include "host/device_registry.h"
 #include "host/disk_arbitration.h"
+#include "host/linux/mount_gate.h"
 #include "host/log.h"
 #include "host/partition_library.h"
 
@@ -23,6 +24,7 @@ struct LinuxDiskRoots {
   std::string run = "/run";
   std::string efivars = "/sys/firmware/efi/efivars";
   std::string deviceTree = "/sys/firmware/devicetree/base";
+  MountGatePlaces mountGate = {};
 };
 
 class LinuxDisks {

@@ -11,17 +11,19 @@ namespace marrow {
 // Any thread. The log outlives it.
 class MissingService {
  public:
-  explicit MissingService(LogHandle& log) : _log(log) {}
+  explicit MissingService(LogHandle& log, LogLevel level = LogLevel::standard)
+      : _log(log), _level(level) {}
 
-  // Logs the text at default level, the first time only.
+  // Logs the text at that level, the first time only.
   void report(const std::string& text) {
     if (!_reported.exchange(true)) {
-      _log.log(LogLevel::standard, text);
+      _log.log(_level, text);
     }
   }
 
  private:
   LogHandle& _log;
+  const LogLevel _level;
   std::atomic<bool> _reported = false;
 };
 

@@ -17,6 +17,7 @@ namespace {
 
 constexpr std::uint64_t kStopKey = 0;  // handles have keys above it
 constexpr int kFilesAtOnce = 16;
+constexpr std::size_t kNameLimit = 15;  // pthread_setname_np(3)
 
 epoll_event interestIn(std::uint64_t key, std::uint32_t events) {
   epoll_event event{};
@@ -89,7 +90,7 @@ bool ReadinessThread::ensureRunning() {
 }
 
 void ReadinessThread::run(int events) {
-  ::pthread_setname_np(::pthread_self(), "file-handles");
+  ::pthread_setname_np(::pthread_self(), _name.substr(0, kNameLimit).c_str());
   std::array<epoll_event, kFilesAtOnce> ready{};
   for (;;) {
     const int count =

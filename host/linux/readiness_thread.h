@@ -9,7 +9,9 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <string>
 #include <thread>
+#include <utility>
 
 namespace marrow {
 
@@ -18,7 +20,9 @@ class ReadinessThread {
  public:
   using Callback = std::function<void()>;
 
-  explicit ReadinessThread(LogHandle& log) : _log(log) {}
+  // The thread has this name, cut to 15 bytes by the kernel.
+  explicit ReadinessThread(LogHandle& log, std::string name = "file-handles")
+      : _log(log), _name(std::move(name)) {}
   ~ReadinessThread();
 
   // Runs the callback on the thread whenever something new can be read. Starts the thread when it
@@ -39,6 +43,7 @@ class ReadinessThread {
   void serve(std::uint64_t key, std::uint32_t events);
 
   LogHandle& _log;
+  const std::string _name;
   mutable std::mutex _mutex;  // of what follows
   std::map<std::uint64_t, std::shared_ptr<const Callback>> _callbacks;
   Descriptor _events;  // epoll(7)

@@ -53,8 +53,22 @@ install_programs() {
     /usr/libexec/marrow/marrow-arm-retry /usr/lib/marrow/init /usr/lib/marrow/modules
   inst_multiple sh modprobe mount mkdir sleep reboot systemctl
   # Found by name when it is first needed, so that no program names it to the linker.
-  inst_libdir_file 'libcryptsetup.so.12*' 'libbpf.so.1*' 'libsystemd.so.0*' \
+  install_libraries 'libcryptsetup.so.12*' 'libbpf.so.1*' 'libsystemd.so.0*' \
     'libgcc_s.so.1*'
+}
+
+# With what they need in turn, which dracut looks for in programs alone.
+install_libraries() { # install_libraries PATTERN...
+  local folder pattern library needed
+  for folder in $libdirs; do
+    for pattern; do
+      for library in "$dracutsysrootdir$folder"/$pattern; do
+        [[ -e $library ]] || continue
+        mapfile -t needed < <(ldd "$library" | sed -n 's|.* => \(/[^ ]*\) .*|\1|p')
+        inst_multiple "${library#"$dracutsysrootdir"}" "${needed[@]}"
+      done
+    done
+  done
 }
 
 install_migrator() {

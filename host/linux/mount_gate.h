@@ -1,0 +1,68 @@
+// The second gate before the volumes, where the kernel has one to offer: programs of the BPF LSM
+// report every attempt of another process to mount a block device, and refuse a further mount of a
+// file system that is mounted already, which a claim cannot.
+#pragma once
+
+#include "host/linux/block_devices.h"
+#include "host/linux/mount_attempts.h"
+#include "host/linux/mount_gate_program.h"
+#include "host/linux/readiness_thread.h"
+#include "host/log.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace marrow {
+
+// Where the kernel shows what it has, and what loads programs into it.
+struct MountGatePlaces {
+  std::string securityModules = "/sys/kernel/security/lsm";
+  std::string kernelTypes = "/sys/kernel/btf/vmlinux";
+  std::string processNamespace = "/proc/self/ns/pid";
+  std::string library = "libbpf.so.1";
+};
+
+// One thread opens, starts and closes it; any may refuse and allow devices meanwhile.
+class MountGate {
+ public:
+  using Listener = std::function<void(const MountAttempt&)>;
+
+  MountGate(const BlockDevices& devices, const std::string& procfs, MountGatePlaces places,
+            LogHandle& log);
+  ~MountGate();
+  MountGate(const MountGate&) = delete;
+  MountGate& operator=(const MountGate&) = delete;
+
+  // Why the machine has no such gate; nothing has happened then, and the calls below do nothing.
+  // Absent when it is there: attempts are collected from here on.
+  std::optional<std::string> open();
+
+  // Tells of the attempts, on a thread of the gate's own, one after another. While the listener
+  // does not return, no more than the kernel's buffer holds is kept; how many were lost is logged.
+  void start(Listener listener);
+
+  void refuse(const BlockDevice& device);
+  void allow(const std::string& name);
+
+  // Lets every mount pass again. Tells of the attempts that there were until then, on the calling
+  // thread; none is told of afterwards. Not on the gate's own thread.
+  void close();
+
+ private:
+  std::optional<std::string> startProgram();
+  void readReports();
+  void tellOfLost();
+
+  const MountGatePlaces _places;
+  LogHandle& _log;
+  MountAttempts _attempts;
+  std::unique_ptr<MountGateProgram> _program;
+  std::unique_ptr<ReadinessThread> _thread;
+  Listener _listener;
+  std::uint64_t _toldLost = 0;
+};
+
+}  // namespace marrow

@@ -1,0 +1,62 @@
+#include "host/linux/mount_source.h"
+
+#include "host/linux/descriptor.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+
+namespace marrow {
+
+namespace {
+
+// A path that changes while it is looked up counts as one that is not remembered.
+constexpr int kTries = 3;
+
+// openat2(2); the C library has no function for it.
+Descriptor openRemembered(const Descriptor& directory, const std::string& path,
+                          std::uint64_t resolve) {
+  open_how how{};
+  how.flags = O_PATH | O_CLOEXEC;
+  how.resolve = RESOLVE_CACHED | resolve;
+  Descriptor opened;
+  for (int count = 0; !opened && count < kTries; ++count) {
+    opened = Descriptor(static_cast<int>(
+        ::syscall(SYS_openat2, directory.number(), path.c_str(), &how, sizeof(how))));
+    if (!opened && errno != EAGAIN) {
+      break;
+    }
+  }
+  return opened;
+}
+
+Descriptor openDirectory(const std::string& path) {
+  return Descriptor(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+}
+
+Descriptor openAbsolute(const std::string& path, const std::string& process) {
+  Descriptor root = process.empty() ? Descriptor() : openDirectory(process + "/root");
+  if (!root) {
+    root = openDirectory("/");
+  }
+  return openRemembered(root, path, RESOLVE_IN_ROOT);
+}
+
+Descriptor openRelative(const std::string& path, const std::string& process) {
+  const Descriptor directory = process.empty() ? Descriptor() : openDirectory(process + "/cwd");
+  return directory ? openRemembered(directory, path, 0) : Descriptor();
+}
+
+}  // namespace
+
+std::optional<dev_t> blockDeviceNamed(const std::string& path, const std::string& process) {
+  const Descriptor opened =
+      path.starts_with('/') ? openAbsolute(path, process) : openRelative(path, process);
+  struct stat status {};
+  const bool isNode = opened && ::fstat(opened.number(), &status) == 0 && S_ISBLK(status.st_mode);
+  return isNode ? std::optional(status.st_rdev) : std::nullopt;
+}
+
+}  // namespace marrow
