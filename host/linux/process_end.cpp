@@ -21,7 +21,7 @@ namespace {
 constexpr std::array<std::string_view, 4> kProtectedPrograms = {"systemd-udevd", "udevadm", "udevd",
                                                                 "systemd-journald"};
 
-using Clock = std::chrono::steady_clock;
+using EndClock = std::chrono::steady_clock;
 
 // pidfd_open(2): readable when the process has ended, and never another process's.
 Descriptor openProcess(pid_t process) {
@@ -43,10 +43,10 @@ std::string programOf(const std::string& process) {
   return name;
 }
 
-bool waitFor(const Descriptor& process, Clock::time_point limit) {
+bool waitFor(const Descriptor& process, EndClock::time_point limit) {
   int ready = 0;
   do {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(limit - Clock::now()).count();
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(limit - EndClock::now()).count();
     pollfd event{process.number(), POLLIN, 0};
     ready = ::poll(&event, 1, left > 0 ? static_cast<int>(left) : 0);
   } while (ready < 0 && errno == EINTR);
@@ -75,7 +75,7 @@ void ProcessEnd::signal(const std::vector<HolderProcess>& processes, int number,
       ending.push_back(std::move(process));
     }
   }
-  const auto limit = Clock::now() + patience;
+  const auto limit = EndClock::now() + patience;
   for (const auto& process : ending) {
     waitFor(process, limit);
   }
