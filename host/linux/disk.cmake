@@ -2,11 +2,14 @@
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(blkid REQUIRED IMPORTED_TARGET blkid)
 pkg_check_modules(mount REQUIRED IMPORTED_TARGET mount)
+# libcryptsetup is loaded when the first encrypted volume is met; only its header is needed here.
+find_path(MARROW_CRYPTSETUP_INCLUDE libcryptsetup.h REQUIRED)
 
 set(MARROW_LINUX_DISK_SOURCES
   blkid_probe.cpp
   block_devices.cpp
   claims.cpp
+  crypt_library.cpp
   device_events.cpp
   device_stack.cpp
   device_tree.cpp
@@ -24,6 +27,7 @@ set(MARROW_LINUX_DISK_SOURCES
   linux_partition_library.cpp
   loam_containers.cpp
   loop_status.cpp
+  luks_probe.cpp
   mount_holders.cpp
   mount_remover.cpp
   mount_spaces.cpp
@@ -41,6 +45,7 @@ set(MARROW_LINUX_DISK_HEADERS
   c_text.h
   block_devices.h
   claims.h
+  crypt_library.h
   device_events.h
   device_stack.h
   device_tree.h
@@ -59,6 +64,7 @@ set(MARROW_LINUX_DISK_HEADERS
   linux_partition_library.h
   loam_containers.h
   loop_status.h
+  luks_probe.h
   mount_holders.h
   mount_remover.h
   mount_spaces.h

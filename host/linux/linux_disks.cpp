@@ -56,4 +56,9 @@ DiskArbitration& LinuxDisks::diskArbitration() { return _parts->arbitration; }
 
 DeviceNames& LinuxDisks::deviceNames() { return _parts->deviceNames; }
 
+std::optional<std::string> LinuxDisks::dataVolumeNode(const std::string& group) const {
+  const auto volume = _parts->containers.dataVolumeOf(group);
+  return volume ? std::optional(_parts->devices.node(volume->device)) : std::nullopt;
+}
+
 }  // namespace marrow

@@ -11,6 +11,7 @@
 #include "host/partition_library.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace marrow {
@@ -38,6 +39,9 @@ class LinuxDisks {
   DVStaticMedia& media();
   DiskArbitration& diskArbitration();
   DeviceNames& deviceNames();
+
+  // The node of the data volume of this group, on the disk that counts when several have the group.
+  std::optional<std::string> dataVolumeNode(const std::string& group) const;
 
  private:
   struct Parts;
