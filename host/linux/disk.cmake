@@ -13,10 +13,12 @@ set(MARROW_LINUX_DISK_SOURCES
   device_events.cpp
   device_stack.cpp
   device_tree.cpp
+  encrypted_volumes.cpp
   file_system_probe.cpp
   held_thing.cpp
   kernel_events.cpp
   kernel_holders.cpp
+  kernel_key.cpp
   linux_da_session.cpp
   linux_device_names.cpp
   linux_device_registry.cpp
@@ -50,10 +52,12 @@ set(MARROW_LINUX_DISK_HEADERS
   device_stack.h
   device_tree.h
   disk_error.h
+  encrypted_volumes.h
   file_system_probe.h
   held_thing.h
   kernel_events.h
   kernel_holders.h
+  kernel_key.h
   linux_da_session.h
   linux_device_names.h
   linux_device_registry.h

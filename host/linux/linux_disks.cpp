@@ -19,9 +19,10 @@ struct LinuxDisks::Parts {
         processEnd(roots.procfs, log),
         claims(devices, log),
         registry({devices, containers, deviceTree, udevQueue, log}),
-        temporaryMounts({devices, mountTable, claims}, roots.run),
-        unmounter({devices, stack, mountTable, mountSpaces, temporaryMounts, holders, kernelHolders,
-                   processEnd, claims, log}),
+        encryptedVolumes({devices, stack, claims}, roots.cryptLibrary, roots.passphraseKey),
+        temporaryMounts({devices, mountTable, encryptedVolumes, claims}, roots.run),
+        unmounter({devices, stack, mountTable, mountSpaces, temporaryMounts, encryptedVolumes,
+                   holders, kernelHolders, processEnd, claims, log}),
         arbitration({devices, stack, mountTable, registry, claims, log}, roots.procfs) {}
 
   BlockDevices devices;
@@ -36,9 +37,11 @@ struct LinuxDisks::Parts {
   ProcessEnd processEnd;
   Claims claims;
   LinuxDeviceRegistry registry;
+  EncryptedVolumes encryptedVolumes;
   TemporaryMounts temporaryMounts;
   VolumeUnmounter unmounter;
-  LinuxStaticMedia media{{devices, containers, registry, mountTable, temporaryMounts, unmounter}};
+  LinuxStaticMedia media{
+      {devices, containers, registry, mountTable, temporaryMounts, encryptedVolumes, unmounter}};
   LinuxDiskArbitration arbitration;
   LinuxDeviceNames deviceNames{devices};
 };

@@ -7,6 +7,7 @@
 #include "host/device_names.h"
 #include "host/device_registry.h"
 #include "host/disk_arbitration.h"
+#include "host/linux/crypt_library.h"
 #include "host/log.h"
 #include "host/partition_library.h"
 
@@ -24,6 +25,9 @@ struct LinuxDiskRoots {
   std::string run = "/run";
   std::string efivars = "/sys/firmware/efi/efivars";
   std::string deviceTree = "/sys/firmware/devicetree/base";
+  std::string cryptLibrary = kCryptLibrary;
+  // The description under which systemd keeps the passphrases that it was told.
+  std::string passphraseKey = "cryptsetup";
 };
 
 class LinuxDisks {

@@ -1,7 +1,7 @@
 #include "tests/linux/firmware/luks_image.h"
 
-#include "tests/linux/firmware/started_program.h"
-
+#include <array>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -28,9 +28,22 @@ std::string passphraseTo(const std::string& command) {
   return "printf '%s' '" + std::string(kLuksPassphrase) + "' | " + command + " --key-file - ";
 }
 
+// What the command of the shell says; its exit status goes to `status`.
+std::string saidBy(const std::string& command, int& status) {
+  std::string text;
+  FILE* const pipe = ::popen(command.c_str(), "re");
+  std::array<char, 512> part{};
+  while (pipe != nullptr && std::fgets(part.data(), part.size(), pipe) != nullptr) {
+    text += part.data();
+  }
+  status = pipe != nullptr ? ::pclose(pipe) : -1;
+  return text;
+}
+
 void runOrFail(const std::string& command) {
-  const auto output = runProgram(command + " 2>&1");
-  EXPECT_EQ(output.status, 0) << command << ": " << output.text;
+  int status = 0;
+  const auto said = saidBy(command + " 2>&1", status);
+  EXPECT_EQ(status, 0) << command << ": " << said;
 }
 
 }  // namespace
@@ -44,9 +57,10 @@ void LuksImage::addToken(const std::string& json) const {
 }
 
 std::string LuksImage::token(int number) const {
-  return runProgram("cryptsetup token export --token-id " + std::to_string(number) + " " + _path +
-                    " 2>/dev/null")
-      .text;
+  int status = 0;
+  return saidBy(
+      "cryptsetup token export --token-id " + std::to_string(number) + " " + _path + " 2>/dev/null",
+      status);
 }
 
 void LuksImage::damage(LuksCopy copy) const { overwrite(copy, kBinaryPart, 64); }
@@ -54,8 +68,20 @@ void LuksImage::damage(LuksCopy copy) const { overwrite(copy, kBinaryPart, 64); 
 void LuksImage::erase(LuksCopy copy) const { overwrite(copy, 0, kCopySize); }
 
 bool LuksImage::opens() const {
-  return runProgram(passphraseTo("cryptsetup open --test-passphrase") + _path + " 2>/dev/null")
-             .status == 0;
+  int status = 0;
+  saidBy(passphraseTo("cryptsetup open --test-passphrase") + _path + " 2>/dev/null", status);
+  return status == 0;
+}
+
+void LuksImage::makeFileSystem() const {
+  const std::string name = "test-of-" + std::filesystem::path(_path).filename().native();
+  open(name);
+  runOrFail("mkfs.ext4 -q /dev/mapper/" + name);
+  runOrFail("cryptsetup close " + name);
+}
+
+void LuksImage::open(const std::string& name) const {
+  runOrFail(passphraseTo("cryptsetup open") + _path + " " + name);
 }
 
 void LuksImage::overwrite(LuksCopy copy, std::size_t from, std::size_t size) const {

@@ -26,6 +26,11 @@ class LuksImage {
   void damage(LuksCopy copy) const;
   void erase(LuksCopy copy) const;
 
+  // Opens it as /dev/mapper/NAME, and puts an ext4 into it while it is open. Needs a kernel with
+  // device mapper.
+  void open(const std::string& name) const;
+  void makeFileSystem() const;
+
   // True when the passphrase leads to the volume's key.
   bool opens() const;
 
