@@ -127,7 +127,7 @@ class Course {
     if (_end.after["preboot.cookie"].find(kAlternateTargetKey) != std::string::npos) {
       return true;
     }
-    if (!_disk.partitionOf(partition_type::kSystem)) {
+    if (_scenario.entryMissing || !_disk.partitionOf(partition_type::kSystem)) {
       return false;
     }
     _end.after["firmware.default"] = "marrow-" + lowerCase(_disk.group) + ".conf";

@@ -40,10 +40,12 @@ std::string entryOf(std::string group) {
   return "marrow-" + group + ".conf";
 }
 
-void pretendLoader(const FirmwareStore& firmware, const std::string& group) {
+void pretendLoader(const FirmwareStore& firmware, const Scenario& scenario,
+                   const std::string& group) {
   const std::string separator(1, '\0');
+  const std::string entries = kBaseEntry + separator + kOldEntry;
   firmware.setLoader("LoaderEntries",
-                     kBaseEntry + separator + kOldEntry + separator + entryOf(group));
+                     scenario.entryMissing ? entries : entries + separator + entryOf(group));
   firmware.setLoader("LoaderEntrySelected", kBaseEntry);
 }
 

@@ -20,8 +20,9 @@ std::string entryOf(std::string group);
 // for, the variables of a simulation, and the base system as the entry to be started once.
 void stageFirmware(const FirmwareStore& firmware, const Scenario& scenario, std::uint64_t seed);
 
-// What the boot loader tells of itself when it has started the base system. Where there is a real
-// one, it says so itself.
-void pretendLoader(const FirmwareStore& firmware, const std::string& group);
+// What the boot loader tells of itself and of its entries when it has started the base system.
+// Where there is a real one, it says so itself.
+void pretendLoader(const FirmwareStore& firmware, const Scenario& scenario,
+                   const std::string& group);
 
 }  // namespace marrow::rehearsal

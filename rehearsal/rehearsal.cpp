@@ -146,7 +146,7 @@ void Rehearsal::addCookie() {
 
 void Rehearsal::armFirmware() {
   stageFirmware(_firmware, _scenario, _seed);
-  pretendLoader(_firmware, _disk.group);
+  pretendLoader(_firmware, _scenario, _disk.group);
 }
 
 BaseSystem Rehearsal::baseSystem(const std::filesystem::path& root) const {

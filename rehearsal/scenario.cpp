@@ -31,7 +31,11 @@ std::vector<Scenario> bootScenarios() {
   Scenario wrong = describe("wrong-nonce", "The machine booted from a nonce that nobody knows.",
                             "It stays with the old boot objects; the start-up entry changes.");
   wrong.bootedNonce = BootedNonce::kUnknown;
-  return {booted, other, wrong};
+  Scenario entry = describe("entry-missing", "The boot loader has no entry for the new system.",
+                            "All is done but the start-up entry: the machine starts the old one.");
+  entry.entryMissing = true;
+  entry.consoleWords = {"Failed to bless /dev/"};
+  return {booted, other, wrong, entry};
 }
 
 std::vector<Scenario> migratorScenarios() {

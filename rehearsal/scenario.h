@@ -39,6 +39,8 @@ struct Scenario {
   // A key of the template-migration cookie (cookie.h), or empty for no cookie.
   std::string cookieKey;
   std::optional<Simulation> simulation;
+  // The boot loader has no entry for the new system.
+  bool entryMissing = false;
   bool rebootRefused = false;
   bool powerCut = false;
   // The new system starts the base system once more.

@@ -36,6 +36,18 @@ void Claims::refuse(Owner owner, const BlockDevice& device) {
   }
 }
 
+void Claims::refuseAlso(const BlockDevice& device, const BlockDevice& above) {
+  std::set<Owner> owners;
+  {
+    const std::lock_guard lock(_mutex);
+    const Claim* claim = find(device);
+    owners = claim == nullptr ? owners : claim->owners;
+  }
+  for (const Owner owner : owners) {
+    refuse(owner, above);
+  }
+}
+
 void Claims::report(const Claim& claim, int errorNumber) {
   if (errorNumber == EBUSY) {
     _log.log(LogLevel::standard,

@@ -46,6 +46,9 @@ class Claims {
   // Claims the device for this owner too, now or as soon as it is free.
   void refuse(Owner owner, const BlockDevice& device);
 
+  // Who refuses the first device refuses the other one too, which has just come to stand on it.
+  void refuseAlso(const BlockDevice& device, const BlockDevice& above);
+
   // Gives back what nobody else refuses.
   void giveBack(Owner owner);
 

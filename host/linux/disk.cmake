@@ -2,19 +2,24 @@
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(blkid REQUIRED IMPORTED_TARGET blkid)
 pkg_check_modules(mount REQUIRED IMPORTED_TARGET mount)
+# libcryptsetup is loaded when the first encrypted volume is met; only its header is needed here.
+find_path(MARROW_CRYPTSETUP_INCLUDE libcryptsetup.h REQUIRED)
 
 set(MARROW_LINUX_DISK_SOURCES
   blkid_probe.cpp
   block_devices.cpp
   bpf_library.cpp
   claims.cpp
+  crypt_library.cpp
   device_events.cpp
   device_stack.cpp
   device_tree.cpp
+  encrypted_volumes.cpp
   file_system_probe.cpp
   held_thing.cpp
   kernel_events.cpp
   kernel_holders.cpp
+  kernel_key.cpp
   linux_da_session.cpp
   linux_device_names.cpp
   linux_device_registry.cpp
@@ -25,6 +30,7 @@ set(MARROW_LINUX_DISK_SOURCES
   linux_partition_library.cpp
   loam_containers.cpp
   loop_status.cpp
+  luks_probe.cpp
   mount_attempts.cpp
   mount_gate.cpp
   mount_gate_program.cpp
@@ -47,14 +53,17 @@ set(MARROW_LINUX_DISK_HEADERS
   block_devices.h
   bpf_library.h
   claims.h
+  crypt_library.h
   device_events.h
   device_stack.h
   device_tree.h
   disk_error.h
+  encrypted_volumes.h
   file_system_probe.h
   held_thing.h
   kernel_events.h
   kernel_holders.h
+  kernel_key.h
   linux_da_session.h
   linux_device_names.h
   linux_device_registry.h
@@ -65,6 +74,7 @@ set(MARROW_LINUX_DISK_HEADERS
   linux_partition_library.h
   loam_containers.h
   loop_status.h
+  luks_probe.h
   mount_attempts.h
   mount_gate.h
   mount_gate_object.h

@@ -1,5 +1,7 @@
 # The firmware's variables and what stands on them, the boot loader's entries, and the services of
 # the machine that need no disk: power, display, keys, reboot.
+find_package(nlohmann_json REQUIRED)
+
 set(MARROW_LINUX_FIRMWARE_SOURCES
   boot_loader_entries.cpp
   efi_variable_file.cpp
@@ -21,6 +23,7 @@ set(MARROW_LINUX_FIRMWARE_SOURCES
   progress_screen.cpp
   sha384.cpp
   sleep_inhibitor.cpp
+  stash_token.cpp
   system_bus_library.cpp
   text_output.cpp)
 set(MARROW_LINUX_FIRMWARE_HEADERS
@@ -46,6 +49,7 @@ set(MARROW_LINUX_FIRMWARE_HEADERS
   progress_screen.h
   sha384.h
   sleep_inhibitor.h
+  stash_token.h
   system_bus_library.h
   text_output.h)
 
@@ -53,4 +57,4 @@ set(MARROW_LINUX_FIRMWARE_HEADERS
 # from libmd, a fiftieth of libcrypto's size.
 find_path(MARROW_SYSTEMD_INCLUDE systemd/sd-bus.h REQUIRED)
 find_library(MARROW_MD md REQUIRED)
-set(MARROW_LINUX_FIRMWARE_PRIVATE ${MARROW_MD})
+set(MARROW_LINUX_FIRMWARE_PRIVATE ${MARROW_MD} nlohmann_json::nlohmann_json)

@@ -19,9 +19,10 @@ struct LinuxDisks::Parts {
         processEnd(roots.procfs, log),
         claims(devices, log),
         registry({devices, containers, deviceTree, udevQueue, log}),
-        temporaryMounts({devices, mountTable, claims}, roots.run),
-        unmounter({devices, stack, mountTable, mountSpaces, temporaryMounts, holders, kernelHolders,
-                   processEnd, claims, log}),
+        encryptedVolumes({devices, stack, claims}, roots.cryptLibrary, roots.passphraseKey),
+        temporaryMounts({devices, mountTable, encryptedVolumes, claims}, roots.run),
+        unmounter({devices, stack, mountTable, mountSpaces, temporaryMounts, encryptedVolumes,
+                   holders, kernelHolders, processEnd, claims, log}),
         arbitration({devices, stack, mountTable, registry, claims, log}, roots.procfs,
                     roots.mountGate) {}
 
@@ -37,9 +38,11 @@ struct LinuxDisks::Parts {
   ProcessEnd processEnd;
   Claims claims;
   LinuxDeviceRegistry registry;
+  EncryptedVolumes encryptedVolumes;
   TemporaryMounts temporaryMounts;
   VolumeUnmounter unmounter;
-  LinuxStaticMedia media{{devices, containers, registry, mountTable, temporaryMounts, unmounter}};
+  LinuxStaticMedia media{
+      {devices, containers, registry, mountTable, temporaryMounts, encryptedVolumes, unmounter}};
   LinuxDiskArbitration arbitration;
   LinuxDeviceNames deviceNames{devices};
 };
@@ -56,5 +59,10 @@ DVStaticMedia& LinuxDisks::media() { return _parts->media; }
 DiskArbitration& LinuxDisks::diskArbitration() { return _parts->arbitration; }
 
 DeviceNames& LinuxDisks::deviceNames() { return _parts->deviceNames; }
+
+std::optional<std::string> LinuxDisks::dataVolumeNode(const std::string& group) const {
+  const auto volume = _parts->containers.dataVolumeOf(group);
+  return volume ? std::optional(_parts->devices.node(volume->device)) : std::nullopt;
+}
 
 }  // namespace marrow

@@ -7,11 +7,13 @@
 #include "host/device_names.h"
 #include "host/device_registry.h"
 #include "host/disk_arbitration.h"
+#include "host/linux/crypt_library.h"
 #include "host/linux/mount_gate.h"
 #include "host/log.h"
 #include "host/partition_library.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace marrow {
@@ -24,6 +26,9 @@ struct LinuxDiskRoots {
   std::string run = "/run";
   std::string efivars = "/sys/firmware/efi/efivars";
   std::string deviceTree = "/sys/firmware/devicetree/base";
+  std::string cryptLibrary = kCryptLibrary;
+  // The description under which systemd keeps the passphrases that it was told.
+  std::string passphraseKey = "cryptsetup";
   MountGatePlaces mountGate = {};
 };
 
@@ -40,6 +45,9 @@ class LinuxDisks {
   DVStaticMedia& media();
   DiskArbitration& diskArbitration();
   DeviceNames& deviceNames();
+
+  // The node of the data volume of this group, on the disk that counts when several have the group.
+  std::optional<std::string> dataVolumeNode(const std::string& group) const;
 
  private:
   struct Parts;

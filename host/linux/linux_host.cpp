@@ -41,7 +41,7 @@ struct LinuxHost::Parts {
   LinuxPowerAssertions powerAssertions{*hostLog};
   LinuxProgressDisplay progressDisplay{*hostLog};
   LinuxGraphicsServer graphicsServer{*hostLog};
-  LinuxKeyStore keyStore{*hostLog};
+  LinuxKeyStore keyStore{*hostLog, [this] { return dataVolumeNode(); }};
   LinuxInstallerUtilities installerUtilities{
       {variableStore, bootLoaderEntries, disks.media(), *hostLog}};
   LinuxBootPolicy bootPolicy{variableStore};
@@ -52,6 +52,12 @@ struct LinuxHost::Parts {
   LinuxFileTrees fileTrees{*hostLog};
   LinuxPropertyListFiles propertyListFiles{*hostLog};
   LinuxTemporaryDirectory temporaryDirectory{*hostLog};
+
+  // Of the group that the machine was booted from.
+  std::optional<std::string> dataVolumeNode() {
+    const auto group = kernelVariables.string("kern.bootuuid");
+    return group ? disks.dataVolumeNode(*group) : std::nullopt;
+  }
 };
 
 LinuxHost::LinuxHost() : _parts(std::make_unique<Parts>()) {}

@@ -34,9 +34,10 @@ RegistryEntry LinuxLoamVolume::mediaEntry() {
 }
 
 std::optional<std::string> LinuxLoamVolume::mountPoint() {
-  for (const auto& mount : _services.mountTable.ofDevice(_partition.number)) {
+  const auto content = _services.encryptedVolumes.mapping(_partition).value_or(_partition);
+  for (const auto& mount : _services.mountTable.ofDevice(content.number)) {
     const bool writable = !mount.readOnly && !mount.fileSystemReadOnly;
-    if (writable && _services.temporaryMounts.isWhole(mount, _partition)) {
+    if (writable && _services.temporaryMounts.isWhole(mount, content)) {
       return mount.target;
     }
   }
@@ -54,7 +55,8 @@ std::optional<std::string> LinuxLoamVolume::mountAtTemporaryPath(const VolumeOpt
 bool LinuxLoamVolume::unmount(const VolumeOptions& options, ErrorSlot error) {
   auto failure =
       _services.unmounter.unmount(_partition, {isSet(options, DVLoamVolumeUnmountOptionAll),
-                                               isSet(options, DVLoamVolumeUnmountOptionForce)});
+                                               isSet(options, DVLoamVolumeUnmountOptionForce),
+                                               isSet(options, DVLoamVolumeUnmountOptionDoNotLock)});
   const bool unmounted = failure == nullptr;
   if (!unmounted) {
     storeError(error, std::move(failure));

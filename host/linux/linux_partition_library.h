@@ -23,6 +23,7 @@ class LinuxStaticMedia : public DVStaticMedia {
     LinuxDeviceRegistry& registry;
     const MountTable& mountTable;
     const TemporaryMounts& temporaryMounts;
+    const EncryptedVolumes& encryptedVolumes;
     const VolumeUnmounter& unmounter;
   };
 

@@ -100,6 +100,23 @@ std::optional<LoamContainerRecord> LoamContainers::onDisk(const BlockDevice& dis
   return LoamContainerRecord{*present, volumesIn(*table, _devices.partitionsOf(present->name))};
 }
 
+std::optional<LoamVolumeRecord> LoamContainers::dataVolumeOf(const std::string& group) const {
+  for (const auto& container : all()) {
+    bool hasGroup = false;
+    for (const auto& volume : container.volumes) {
+      const bool isInGroup = !group.empty() && volume.group == group;
+      if (isInGroup && volume.role == LoamVolumeRole::data) {
+        return volume;
+      }
+      hasGroup = hasGroup || isInGroup;
+    }
+    if (hasGroup) {
+      break;
+    }
+  }
+  return std::nullopt;
+}
+
 std::optional<LoamVolumeRecord> LoamContainers::volumeOn(const BlockDevice& partition) const {
   const auto disk = _devices.find(partition.disk);
   const auto container = disk ? onDisk(*disk) : std::nullopt;

@@ -38,6 +38,9 @@ class LoamContainers {
   // The container on this disk. Absent when the disk is none (any more), or cannot be read.
   std::optional<LoamContainerRecord> onDisk(const BlockDevice& disk) const;
 
+  // The data volume of this group, in the first container that has any volume of it.
+  std::optional<LoamVolumeRecord> dataVolumeOf(const std::string& group) const;
+
   // The volume on this partition. Absent when it is none (any more).
   std::optional<LoamVolumeRecord> volumeOn(const BlockDevice& partition) const;
 

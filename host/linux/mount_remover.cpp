@@ -116,7 +116,7 @@ ErrorRef MountRemover::removeWhatStandsOn(const MountSpace& space, const MountEn
   auto above = space.on(mount);
   std::reverse(above.begin(), above.end());
   for (const auto& each : above) {
-    if (auto failure = remove(space, each, {false, true})) {
+    if (auto failure = remove(space, each, {false, true, false})) {
       return failure;
     }
   }

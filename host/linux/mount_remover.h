@@ -16,6 +16,7 @@ namespace marrow {
 struct UnmountOptions {
   bool everyMount = false;  // not only our own
   bool force = false;       // with the mounts that stand on it and whatever holds it
+  bool keepOpen = false;    // what is encrypted, for the next mount
 };
 
 class MountRemover {

@@ -70,13 +70,11 @@ std::optional<std::string> TemporaryMounts::mount(const BlockDevice& device, boo
     storeError(error, diskError(ENODEV, "Cannot mount " + _services.devices.node(device)));
     return std::nullopt;
   }
-  const auto source = mountToBind(device);
   auto target = makeDirectory(device, error);
   if (!target) {
     return std::nullopt;
   }
-  auto failure = source ? bind(*source, *target, readOnly) : mountNode(device, *target, readOnly);
-  if (failure) {
+  if (auto failure = mountVolume(device, *target, readOnly)) {
     removeDirectory(*target);
     storeError(error, std::move(failure));
     return std::nullopt;
@@ -84,8 +82,32 @@ std::optional<std::string> TemporaryMounts::mount(const BlockDevice& device, boo
   return target;
 }
 
+// What was opened in vain is closed again.
+ErrorRef TemporaryMounts::mountVolume(const BlockDevice& volume, const std::string& target,
+                                      bool readOnly) const {
+  const bool wasOpen = _services.encryptedVolumes.mapping(volume).has_value();
+  ErrorRef failure;
+  const auto content = _services.encryptedVolumes.open(volume, &failure);
+  if (!content) {
+    return failure;
+  }
+  failure = mountContent(*content, target, readOnly);
+  if (failure && !wasOpen && !content->isSame(volume)) {
+    const auto notClosed = _services.encryptedVolumes.close(volume, *content);
+    return notClosed ? notClosed : failure;
+  }
+  return failure;
+}
+
+ErrorRef TemporaryMounts::mountContent(const BlockDevice& content, const std::string& target,
+                                       bool readOnly) const {
+  const auto source = mountToBind(content);
+  return source ? bind(*source, target, readOnly) : mountNode(content, target, readOnly);
+}
+
 bool TemporaryMounts::isOwn(const MountEntry& mount, const BlockDevice& device) const {
-  return mount.target.starts_with(place() + "/" + device.name + "-");
+  const auto volume = _services.encryptedVolumes.volumeOf(device);
+  return mount.target.starts_with(place() + "/" + volume.name + "-");
 }
 
 bool TemporaryMounts::isWhole(const MountEntry& mount, const BlockDevice& device) const {

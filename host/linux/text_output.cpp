@@ -13,12 +13,13 @@ namespace marrow {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using OutputClock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds kPatience{1000};
 
 // False when the deadline has passed.
-bool waitForReader(const Descriptor& output, Clock::time_point deadline) {
-  const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+bool waitForReader(const Descriptor& output, OutputClock::time_point deadline) {
+  const auto left =
+      std::chrono::ceil<std::chrono::milliseconds>(deadline - OutputClock::now()).count();
   if (left <= 0) {
     return false;
   }
@@ -35,7 +36,7 @@ Descriptor openTextOutput(const std::string& path) {
 
 int writeText(const Descriptor& output, std::string_view text) {
   const BrokenPipeGuard guard;
-  const auto deadline = Clock::now() + kPatience;
+  const auto deadline = OutputClock::now() + kPatience;
   while (!text.empty()) {
     const ssize_t count = ::write(output.number(), text.data(), text.size());
     if (count >= 0) {

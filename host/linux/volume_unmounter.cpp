@@ -19,7 +19,7 @@ constexpr int kPasses = 4;
 // A mount that is just being made keeps the device in use before it can be seen.
 constexpr int kRounds = 2;
 
-constexpr UnmountOptions kEverythingByForce{true, true};
+constexpr UnmountOptions kEverythingByForce{true, true, false};
 
 // What the unmount wrote may still be in the drive's cache.
 ErrorRef flushDevice(const std::string& node) {
@@ -42,6 +42,28 @@ VolumeUnmounter::VolumeUnmounter(const Services& services)
                 services.processEnd, [this](const BlockDevice& loop) { removeLoop(loop); }}) {}
 
 ErrorRef VolumeUnmounter::unmount(const BlockDevice& device, const UnmountOptions& options) const {
+  const auto mapping = _services.encryptedVolumes.mapping(device);
+  return mapping ? unmountMapping(device, *mapping, options) : unmountNode(device, options);
+}
+
+// Who has opened it otherwise has to close it: where every mount is meant, that is an error.
+ErrorRef VolumeUnmounter::unmountMapping(const BlockDevice& volume, const BlockDevice& mapping,
+                                         const UnmountOptions& options) const {
+  if (auto failure = unmountNode(mapping, options)) {
+    return failure;
+  }
+  if (!_services.encryptedVolumes.isOurs(volume, mapping)) {
+    return options.everyMount ? unmountNode(volume, options) : nullptr;
+  }
+  if (options.keepOpen || isMounted(mapping)) {
+    return nullptr;
+  }
+  auto failure = _services.encryptedVolumes.close(volume, mapping);
+  return failure ? failure : unmountNode(volume, options);
+}
+
+ErrorRef VolumeUnmounter::unmountNode(const BlockDevice& device,
+                                      const UnmountOptions& options) const {
   bool isDone = false;
   for (int round = 0; round < kRounds && !isDone; ++round) {
     if (auto failure = unmountEach(device, options)) {

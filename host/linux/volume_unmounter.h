@@ -6,6 +6,7 @@
 #include "host/linux/block_devices.h"
 #include "host/linux/claims.h"
 #include "host/linux/device_stack.h"
+#include "host/linux/encrypted_volumes.h"
 #include "host/linux/kernel_holders.h"
 #include "host/linux/mount_holders.h"
 #include "host/linux/mount_remover.h"
@@ -28,6 +29,7 @@ class VolumeUnmounter {
     const MountTable& mountTable;
     const MountSpaces& mountSpaces;
     const TemporaryMounts& temporaryMounts;
+    const EncryptedVolumes& encryptedVolumes;
     const MountHolders& holders;
     const KernelHolders& kernelHolders;
     const ProcessEnd& processEnd;
@@ -40,7 +42,8 @@ class VolumeUnmounter {
   VolumeUnmounter& operator=(const VolumeUnmounter&) = delete;
 
   // Null when the mounts that were meant are gone, everything has reached the device, and its claim
-  // is back where it had been lent.
+  // is back where it had been lent. What we opened of an encrypted volume is closed again, unless
+  // it is to be kept open or others use it still.
   ErrorRef unmount(const BlockDevice& device, const UnmountOptions& options) const;
 
   // True while the device, or a loop device that shows its bytes, is mounted here, or something
@@ -48,6 +51,9 @@ class VolumeUnmounter {
   bool isMounted(const BlockDevice& device) const;
 
  private:
+  ErrorRef unmountNode(const BlockDevice& device, const UnmountOptions& options) const;
+  ErrorRef unmountMapping(const BlockDevice& volume, const BlockDevice& mapping,
+                          const UnmountOptions& options) const;
   ErrorRef unmountEach(const BlockDevice& device, const UnmountOptions& options) const;
   ErrorRef unmountPass(const BlockDevice& device, const UnmountOptions& options,
                        bool& foundAny) const;

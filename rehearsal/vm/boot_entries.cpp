@@ -25,16 +25,21 @@ LoaderFile agentEntry(const std::string& name, const std::string& title,
 
 }  // namespace
 
-std::vector<LoaderFile> loaderFiles(const BootDisk& disk, const std::string& baseSystemWords) {
+std::vector<LoaderFile> loaderFiles(const BootDisk& disk, const Scenario& scenario,
+                                    const std::string& baseSystemWords) {
   const std::string booted =
       "kern.bootuuid=" + disk.group + " kern.bootobjectspath=" + disk.bootObjectsPath + ' ';
-  return {{"loader/loader.conf", std::string("timeout 0\ndefault ") + kInstallerEntry + '\n'},
-          agentEntry(kInstallerEntry, "Installer", guest_system::kInstaller),
-          agentEntry(kOldEntry, "Old system", guest_system::kOld),
-          agentEntry(entryOf(disk.group), "New system", guest_system::kNew),
-          {std::string("loader/entries/") + kBaseEntry,
-           entry("Base system", {efi_path::kBaseSystem, efi_path::kBaseAddition},
-                 booted + baseSystemWords)}};
+  std::vector<LoaderFile> files{
+      {"loader/loader.conf", std::string("timeout 0\ndefault ") + kInstallerEntry + '\n'},
+      agentEntry(kInstallerEntry, "Installer", guest_system::kInstaller),
+      agentEntry(kOldEntry, "Old system", guest_system::kOld),
+      {std::string("loader/entries/") + kBaseEntry,
+       entry("Base system", {efi_path::kBaseSystem, efi_path::kBaseAddition},
+             booted + baseSystemWords)}};
+  if (!scenario.entryMissing) {
+    files.push_back(agentEntry(entryOf(disk.group), "New system", guest_system::kNew));
+  }
+  return files;
 }
 
 }  // namespace marrow::rehearsal

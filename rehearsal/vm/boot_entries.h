@@ -3,6 +3,7 @@
 #pragma once
 
 #include "rehearsal/boot_disk.h"
+#include "rehearsal/scenario.h"
 
 #include <string>
 #include <vector>
@@ -33,8 +34,9 @@ inline constexpr const char* kCommonWords =
     "console=ttyS0,115200 loglevel=6 sysctl.kernel.printk=3 panic=10 no_timer_check";
 
 // The settings and the four entries: the installer (which the settings make the default, until a
-// firmware variable names another), the old system, the base system and the new one.
-// `baseSystemWords` goes into the base system's command line.
-std::vector<LoaderFile> loaderFiles(const BootDisk& disk, const std::string& baseSystemWords);
+// firmware variable names another), the old system, the base system and, unless the scenario has it
+// missing, the new one. `baseSystemWords` goes into the base system's command line.
+std::vector<LoaderFile> loaderFiles(const BootDisk& disk, const Scenario& scenario,
+                                    const std::string& baseSystemWords);
 
 }  // namespace marrow::rehearsal

@@ -47,7 +47,7 @@ void fillEfiSystem(const std::filesystem::path& root, const BootDisk& disk,
   putPart(content.parts.agentSystem, root, efi_path::kAgentSystem);
   writeFile(root / efi_path::kBaseAddition, baseAddition(content));
   writeFile(root / efi_path::kAgentPlan, planArchive(content.plan));
-  for (const LoaderFile& file : loaderFiles(disk, content.baseSystemWords)) {
+  for (const LoaderFile& file : loaderFiles(disk, content.scenario, content.baseSystemWords)) {
     writeFile(root / file.path, file.content);
   }
 }

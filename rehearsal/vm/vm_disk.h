@@ -4,6 +4,7 @@
 
 #include "rehearsal/base_system.h"
 #include "rehearsal/boot_disk.h"
+#include "rehearsal/scenario.h"
 #include "rehearsal/vm/guest/guest_plan.h"
 #include "rehearsal/vm/vm_parts.h"
 
@@ -15,6 +16,7 @@ class Interruption;
 
 struct VmDiskContent {
   const VmParts& parts;
+  const Scenario& scenario;
   // What the scenario adds to the base system: the migrator, and that it is an internal build.
   const BaseSystem& baseSystem;
   std::string baseSystemWords;

@@ -88,6 +88,7 @@ VmMachine VmRehearsal::prepare() {
   VmMachine machine(_parts);
   makeVmDisk(machine.disk(), _disk,
              {.parts = _parts,
+              .scenario = _scenario,
               .baseSystem = planBaseSystem(_options, _scenario, _disk, _inputs.migrator),
               .baseSystemWords = baseSystemWords(_options.init),
               .plan = guestPlan(),

@@ -91,6 +91,15 @@ TEST_F(ExpectedEnd, OfAnotherNonceBlessesAlone) {
   EXPECT_THAT(end.operations, ElementsAre(kUnmount, kMigrate, kBless));
 }
 
+TEST_F(ExpectedEnd, WithoutAnEntryForTheNewSystemLeavesTheOldOneToBeStarted) {
+  Expectation end = endOf("entry-missing");
+  EXPECT_EQ(end.after["firmware.nonce"], "new");
+  expectObjects(end, "new");
+  EXPECT_EQ(end.after["firmware.default"], "old");
+  EXPECT_THAT(end.operations, ElementsAre(kUnmount, kMigrate, kPolicy, kObjects, kBless));
+  EXPECT_EQ(end.verdict, "one failed");
+}
+
 TEST_F(ExpectedEnd, OfAFailingDryRunIsThatOfAGoodOne) {
   EXPECT_EQ(endOf("migrator-fails").after, endOf("booted-from-proposed").after);
 }

@@ -9,9 +9,18 @@ namespace {
 class KeyStoreContract : public FirmwareContract {};
 class RebootContract : public FirmwareContract {};
 
-TEST_P(KeyStoreContract, ACommitSucceedsAndMayBeRepeated) {
+TEST_P(KeyStoreContract, AStashedKeyIsCommittedAndTheCommitMayBeRepeated) {
+  machine->stageKey();
+  EXPECT_FALSE(machine->keyIsCommitted());
   EXPECT_EQ(machine->keyStore().cks_br_commit_stashed_kek(), 0);
+  EXPECT_TRUE(machine->keyIsCommitted());
   EXPECT_EQ(machine->keyStore().cks_br_commit_stashed_kek(), 0);
+  EXPECT_TRUE(machine->keyIsCommitted());
+}
+
+TEST_P(KeyStoreContract, WhereNothingIsStashedTheCommitSucceeds) {
+  EXPECT_EQ(machine->keyStore().cks_br_commit_stashed_kek(), 0);
+  EXPECT_FALSE(machine->keyIsCommitted());
 }
 
 TEST_P(RebootContract, AFullRebootIsAccepted) {

@@ -52,11 +52,14 @@ class FirmwareMachine {
                          const std::optional<std::string>& proposed) = 0;
   // The variables can be neither written nor deleted from now on.
   virtual void refuseVariables() = 0;
+  // A key is stashed for the system to come.
+  virtual void stageKey() = 0;
   // The machine has a way to keep itself awake, or none.
   virtual void allowAssertions(bool allowed) = 0;
 
   virtual std::optional<std::string> nonce() = 0;
   virtual std::optional<std::string> proposedNonce() = 0;
+  virtual bool keyIsCommitted() = 0;
   virtual bool chimeIsMuted() = 0;
   // Whether the machine starts from this group: once, or from now on.
   virtual bool isBlessed(const std::string& group, bool oneTime) = 0;

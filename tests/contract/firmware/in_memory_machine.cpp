@@ -14,6 +14,7 @@ class InMemoryMachine final : public FirmwareMachine {
     _host.osVariant.setBaseSystem(false);
     _host.bootPolicy.setNonce(std::nullopt);
     _host.bootPolicy.setProposedNonce(std::nullopt);
+    _host.keyStore.setStash(InMemoryKeyStore::Stash::none);
   }
 
   OSVariant& osVariant() override { return _host.osVariant; }
@@ -49,6 +50,7 @@ class InMemoryMachine final : public FirmwareMachine {
     _host.faults.fail("KWUtilities.blessDevice", EROFS);
     _host.faults.fail("BootPolicy.updateLocalPolicyNonceEnd", EROFS);
   }
+  void stageKey() override { _host.keyStore.setStash(InMemoryKeyStore::Stash::staged); }
   void allowAssertions(bool allowed) override {
     if (!allowed) {
       _host.faults.fail("PowerAssertions.create", ENOSYS);
@@ -57,6 +59,9 @@ class InMemoryMachine final : public FirmwareMachine {
 
   std::optional<std::string> nonce() override { return _host.bootPolicy.nonce(); }
   std::optional<std::string> proposedNonce() override { return _host.bootPolicy.proposedNonce(); }
+  bool keyIsCommitted() override {
+    return _host.keyStore.stash() == InMemoryKeyStore::Stash::committed;
+  }
   bool chimeIsMuted() override { return _host.installer.chimeIsMuted(); }
   bool isBlessed(const std::string& group, bool oneTime) override {
     const std::map<std::string, std::string> nodes = {{kBootedGroup, "/dev/" + kSystemVolume},

@@ -10,8 +10,10 @@
 #include "host/linux/linux_reboot.h"
 #include "tests/contract/firmware/firmware_machine.h"
 #include "tests/host/in_memory_host.h"
+#include "tests/linux/firmware/luks_image.h"
 #include "tests/linux/firmware/mounted_image.h"
 #include "tests/linux/firmware/recorded_log.h"
+#include "tests/linux/firmware/temporary_folder.h"
 
 #include <algorithm>
 #include <cctype>
@@ -31,7 +33,8 @@ const EFIVariableName kMute{"marrow-mute-boot-chime"};
 
 // The Linux services of one start of the machine, on a folder in place of the machine's own files.
 struct LinuxServices {
-  LinuxServices(const std::string& root, DVStaticMedia& media, RecordedLog& log, bool& rebooted)
+  LinuxServices(const std::string& root, const std::optional<LuksImage>& data, DVStaticMedia& media,
+                RecordedLog& log, bool& rebooted)
       : store(log, root + "/efivars"),
         osVariant(root + "/etc"),
         kernelVariables(root + "/cmdline"),
@@ -41,7 +44,7 @@ struct LinuxServices {
         powerAssertions(log, {root + "/bus", root + "/power", root + "/tty1"}),
         progressDisplay(log, {root + "/tty1", root + "/splash"}),
         graphicsServer(log, root + "/tty1"),
-        keyStore(log),
+        keyStore(log, [&data] { return data ? std::optional(data->path()) : std::nullopt; }),
         reboot(entries, log, {root + "/kmsg", root + "/panic", root + "/sysrq-trigger"},
                {[] {},
                 [&rebooted](int) {
@@ -90,7 +93,8 @@ class LinuxMachine final : public FirmwareMachine {
 
   void restart() override {
     _rebooted = false;
-    _services = std::make_unique<LinuxServices>(_folder.path(), _disks.partitions, _log, _rebooted);
+    _services = std::make_unique<LinuxServices>(_folder.path(), _dataVolume, _disks.partitions,
+                                                _log, _rebooted);
   }
 
   void makeBaseSystem(bool baseSystem) override {
@@ -112,6 +116,10 @@ class LinuxMachine final : public FirmwareMachine {
     set(kProposedNonce, proposed);
   }
   void refuseVariables() override { _folder.makeReadOnly(); }
+  void stageKey() override {
+    _dataVolume = makeLuksImage(_volumes.path("data"));
+    _dataVolume->addToken(R"({"type":"marrow-stash","keyslots":["0"],"state":"staged"})");
+  }
   void allowAssertions(bool allowed) override {
     std::filesystem::remove(path("power/wake_lock"));
     if (allowed) {
@@ -122,6 +130,9 @@ class LinuxMachine final : public FirmwareMachine {
   std::optional<std::string> nonce() override { return _services->store.read(kNonce); }
   std::optional<std::string> proposedNonce() override {
     return _services->store.read(kProposedNonce);
+  }
+  bool keyIsCommitted() override {
+    return _dataVolume && _dataVolume->token(0).find(R"("state":"committed")") != std::string::npos;
   }
   bool chimeIsMuted() override { return _services->store.read(kMute) == "1"; }
   bool isBlessed(const std::string& group, bool oneTime) override {
@@ -179,6 +190,8 @@ class LinuxMachine final : public FirmwareMachine {
   }
 
   const MountedMemory _folder{"size=1m"};
+  const TemporaryFolder _volumes;
+  std::optional<LuksImage> _dataVolume;
   InMemoryHost _disks;
   RecordedLog _log;
   bool _baseSystem = false;

@@ -1,7 +1,6 @@
 #include "host/linux/linux_progress_display.h"
 
 #include "host/linux/linux_graphics_server.h"
-#include "host/linux/linux_key_store.h"
 #include "tests/linux/firmware/pseudo_terminal.h"
 #include "tests/linux/firmware/recorded_log.h"
 #include "tests/linux/firmware/temporary_folder.h"
@@ -137,14 +136,6 @@ TEST_F(LinuxProgressDisplayTest, AMachineWithoutAConsoleSaysSoOnce) {
   server.enableDisplayUpdates();
   server.enableDisplayUpdates();
   EXPECT_THAT(log.texts(), ElementsAre(StartsWith("This machine has no console to unblank")));
-}
-
-TEST_F(LinuxProgressDisplayTest, AMachineWithoutAKeyStoreSaysSoOnceAndSucceeds) {
-  LinuxKeyStore store(log);
-  EXPECT_EQ(store.cks_br_commit_stashed_kek(), 0);
-  EXPECT_EQ(store.cks_br_commit_stashed_kek(), 0);
-  EXPECT_THAT(log.texts(),
-              ElementsAre("This machine has no key store. No stashed key is committed."));
 }
 
 }  // namespace

@@ -61,12 +61,13 @@ class BootEntries : public testing::Test {
   }
 
   std::string fileAt(const std::string& path) const {
-    const auto files = loaderFiles(disk, "rd.systemd.unit=marrow.target");
+    const auto files = loaderFiles(disk, scenario, "rd.systemd.unit=marrow.target");
     const auto found = std::ranges::find(files, path, &LoaderFile::path);
     return found == files.end() ? "" : found->content;
   }
 
   BootDisk disk;
+  Scenario scenario;
 };
 
 TEST_F(BootEntries, StartTheInstallerFirst) {
@@ -76,6 +77,12 @@ TEST_F(BootEntries, StartTheInstallerFirst) {
 
 TEST_F(BootEntries, NameTheNewSystemAfterItsGroupInLowerCase) {
   EXPECT_THAT(fileAt("loader/entries/marrow-abcd.conf"), HasSubstr(" marrow_vm=new-system\n"));
+}
+
+TEST_F(BootEntries, LackTheNewSystemWhereTheScenarioSaysSo) {
+  scenario.entryMissing = true;
+  EXPECT_EQ(fileAt("loader/entries/marrow-abcd.conf"), "");
+  EXPECT_NE(fileAt("loader/entries/marrow-before.conf"), "");
 }
 
 TEST_F(BootEntries, TellTheBaseSystemWhatItStandsFor) {
