@@ -17,6 +17,8 @@ struct MachineSettings {
   std::filesystem::path output;
   // reboot(2) fails inside with EPERM.
   bool refuseReboot = false;
+  // The daemon's process stops (SIGSTOP) before the daemon is its program, for a tracer to take it.
+  bool daemonWaits = false;
 };
 
 // How a machine came to its end. The kernel ends the first process of a process namespace with
@@ -39,6 +41,9 @@ class Machine {
   ~Machine();
   Machine(const Machine&) = delete;
   Machine& operator=(const Machine&) = delete;
+
+  // Its first process, seen from here.
+  pid_t process() const { return _process; }
 
   // Readable when it has come to its end.
   int descriptor() const { return _first.number(); }

@@ -1,0 +1,94 @@
+#include "sweep/swept_disk.h"
+
+#include "rehearsal/cookie.h"
+#include "rehearsal/disk_content.h"
+#include "rehearsal/files.h"
+#include "rehearsal/interruption.h"
+#include "rehearsal/loop_device.h"
+#include "rehearsal/problem.h"
+
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace marrow::sweep {
+namespace {
+
+using namespace rehearsal;
+
+void fillVolume(const std::filesystem::path& root, const Partition& partition,
+                const BootDisk& layout, Interruption& interruption) {
+  if (partition.type == partition_type::kData || partition.type == partition_type::kSystem) {
+    writeFile(root / "var/group", partition.name + '\n');
+    return;
+  }
+  installContent(root, partition, layout, kSmallTree, interruption);
+  stageUpdate(root, partition, layout, kSmallTree, interruption);
+}
+
+}  // namespace
+
+SweptDisk::SweptDisk(const Scenario& scenario, FileSystem kind, const Workplace& workplace,
+                     Interruption& interruption)
+    : _layout(planDisk(kind, kSmallTree)) {
+  const auto folder = workplace.folder("disks");
+  _image = openFile(folder / "image", O_RDWR | O_CREAT);
+  _prepared = openFile(folder / "prepared", O_RDWR | O_CREAT);
+  const auto path = pathOfDescriptor(_image.number());
+  const auto size = static_cast<off_t>(placePartitions(_layout.partitions));
+  checked(::ftruncate(_image.number(), size), "make the disk image");
+  writePartitionTable(path, _layout.partitions);
+  if (const auto missing = _layout.partitionOf(scenario.missingRole)) {
+    setPartitionType(path, *missing, partition_type::kLinuxData);
+    _layout.partitions = readPartitionTable(path);
+  }
+  _device =
+      std::make_unique<LoopDevice>(_image.number(), _layout.partitions, workplace.folder("nodes"));
+  fill(scenario, kind, workplace.folder("volume"), interruption);
+  _device->waitUntilUnused();
+  checked(::fsync(openFile(_device->diskNode(), O_RDONLY).number()), "write the disk");
+  copySparse(_image.number(), _prepared.number());
+}
+
+SweptDisk::~SweptDisk() = default;
+
+void SweptDisk::fill(const Scenario& scenario, FileSystem kind, const std::filesystem::path& place,
+                     Interruption& interruption) {
+  for (const Partition& partition : _layout.partitions) {
+    if (partition.type == partition_type::kEfiSystem) {
+      continue;
+    }
+    makeFileSystem(kind, _device->node(partition.number));
+    const MountedVolume volume(_device->node(partition.number), place,
+                               MountedVolume::Access::kReadWrite);
+    fillVolume(volume.path(), partition, _layout, interruption);
+    if (partition.type == partition_type::kPreboot && !scenario.cookieKey.empty()) {
+      writeCookie(cookieFile(volume.path(), _layout.group), scenario.cookieKey);
+    }
+  }
+}
+
+void SweptDisk::putBack() const {
+  _device->waitUntilUnused();
+  const off_t size = checked(::lseek(_prepared.number(), 0, SEEK_END), "read the disk's size");
+  checked(::fallocate(_image.number(), FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, 0, size),
+          "empty the disk");
+  copySparse(_prepared.number(), _image.number());
+  forgetCaches();
+}
+
+void SweptDisk::forgetCaches() const {
+  const Descriptor disk = openFile(_device->diskNode(), O_RDONLY);
+  checked(::ioctl(disk.number(), BLKFLSBUF), "forget what is known of the disk");
+}
+
+std::vector<std::filesystem::path> SweptDisk::nodes() const {
+  std::vector<std::filesystem::path> nodes{_device->diskNode()};
+  for (const Partition& partition : _layout.partitions) {
+    nodes.push_back(_device->node(partition.number));
+  }
+  return nodes;
+}
+
+}  // namespace marrow::sweep
