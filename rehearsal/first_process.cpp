@@ -61,12 +61,6 @@ void giveUpCapabilities() {
   }
 }
 
-// Whoever waits for the machine to be put together goes on now.
-void waitForTracer() {
-  ::close(kTroubleDescriptor);
-  ::raise(SIGSTOP);
-}
-
 [[noreturn]] void becomeDaemon() {
   const std::string path = std::string("/") + machine_path::kDaemon;
   std::array<char*, 2> arguments{const_cast<char*>(path.c_str()), nullptr};
@@ -116,8 +110,9 @@ void runFirstProcess(const MachineSettings& settings, int trouble) {
     keepOnly(trouble, settings.output);
     const pid_t daemon = startDaemon(settings);
     if (daemon == 0) {
-      if (settings.daemonWaits) {
-        waitForTracer();
+      ::close(kTroubleDescriptor);
+      if (settings.beforeDaemon) {
+        settings.beforeDaemon();
       }
       becomeDaemon();
     }

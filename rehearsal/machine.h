@@ -6,6 +6,7 @@
 #include "rehearsal/machine_mounts.h"
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <sys/types.h>
 
@@ -17,8 +18,9 @@ struct MachineSettings {
   std::filesystem::path output;
   // reboot(2) fails inside with EPERM.
   bool refuseReboot = false;
-  // The daemon's process stops (SIGSTOP) before the daemon is its program, for a tracer to take it.
-  bool daemonWaits = false;
+  // Run in the daemon's process before the daemon becomes its program, the machine being complete:
+  // where a tracer takes it.
+  std::function<void()> beforeDaemon{};
 };
 
 // How a machine came to its end. The kernel ends the first process of a process namespace with

@@ -25,7 +25,7 @@ constexpr auto kStartPatience = std::chrono::seconds(20);
 constexpr auto kPause = std::chrono::microseconds(200);
 constexpr long kOptions = PTRACE_O_EXITKILL | PTRACE_O_TRACESYSGOOD | PTRACE_O_TRACECLONE |
                           PTRACE_O_TRACEFORK | PTRACE_O_TRACEVFORK | PTRACE_O_TRACEEXEC |
-                          PTRACE_O_TRACEEXIT;
+                          PTRACE_O_TRACEEXIT | PTRACE_O_TRACESECCOMP;
 constexpr int kCallStop = SIGTRAP | 0x80;
 
 std::string processFile(pid_t process, const std::string& name) {
@@ -77,6 +77,13 @@ class Ticks {
   struct sigaction _before {};
 };
 
+template <typename Arguments>
+void enter(SystemCall& call, pid_t thread, std::uint64_t number, const Arguments& arguments) {
+  call.number = number;
+  call.thread = thread;
+  std::copy(std::begin(arguments), std::end(arguments), call.arguments.begin());
+}
+
 // A child or traced thread that has news, which it keeps; 0 when the wait was interrupted.
 pid_t nextWithNews() {
   siginfo_t news{};
@@ -89,8 +96,15 @@ pid_t nextWithNews() {
 
 }  // namespace
 
-DaemonTrace::DaemonTrace(const rehearsal::Machine& machine, AtStop atStop)
-    : _machine(machine), _atStop(std::move(atStop)) {
+void DaemonTrace::waitForTracer(Calls calls) {
+  ::raise(SIGSTOP);
+  if (calls == Calls::kChanges) {
+    showOnlyChanges();
+  }
+}
+
+DaemonTrace::DaemonTrace(const rehearsal::Machine& machine, Calls calls, AtStop atStop)
+    : _machine(machine), _calls(calls), _atStop(std::move(atStop)) {
   takeDaemon();
 }
 
@@ -129,7 +143,7 @@ TraceEnd DaemonTrace::run(std::chrono::seconds patience) {
 void DaemonTrace::takeEvent(pid_t thread, int status) {
   const int signal = WSTOPSIG(status);
   const int event = status >> 16;
-  if (signal == kCallStop) {
+  if (signal == kCallStop || event == PTRACE_EVENT_SECCOMP) {
     takeCall(thread);
     return;
   }
@@ -141,24 +155,25 @@ void DaemonTrace::takeEvent(pid_t thread, int status) {
   }
   // That the daemon's process stopped to be taken is over.
   const bool isNews = event == 0 && signal != SIGSTOP && signal != SIGCONT && signal != SIGTRAP;
-  goOn(thread, isNews ? signal : 0);
+  goOn(thread, isNews ? signal : 0, false);
 }
 
 void DaemonTrace::takeCall(pid_t thread) {
   __ptrace_syscall_info info{};
   const bool known = ::ptrace(PTRACE_GET_SYSCALL_INFO, thread, sizeof info, &info) > 0;
   SystemCall& call = _entered[thread];
+  call.atEntry = known && info.op != PTRACE_SYSCALL_INFO_EXIT;
   if (known && info.op == PTRACE_SYSCALL_INFO_ENTRY) {
-    call = {.number = info.entry.nr, .atEntry = true, .thread = thread};
-    std::ranges::copy(info.entry.args, call.arguments.begin());
+    enter(call, thread, info.entry.nr, info.entry.args);
+  } else if (known && info.op == PTRACE_SYSCALL_INFO_SECCOMP) {
+    enter(call, thread, info.seccomp.nr, info.seccomp.args);
   }
-  call.atEntry = known && info.op == PTRACE_SYSCALL_INFO_ENTRY;
   if (known && _isDaemon && !_end.killed && _atStop(call)) {
     measure(_daemon);
     _end.killed = true;
     ::kill(_daemon, SIGKILL);
   }
-  goOn(thread, 0);
+  goOn(thread, 0, call.atEntry);
 }
 
 void DaemonTrace::measure(pid_t thread) {
@@ -169,9 +184,12 @@ void DaemonTrace::measure(pid_t thread) {
   }
 }
 
-// A thread that was killed meanwhile answers ESRCH.
-void DaemonTrace::goOn(pid_t thread, int signal) const {
-  ::ptrace(_atStop ? PTRACE_SYSCALL : PTRACE_CONT, thread, nullptr, signal);
+// Where the kernel shows some calls only, it is asked for the exits of these. A thread that was
+// killed meanwhile answers ESRCH.
+void DaemonTrace::goOn(pid_t thread, int signal, bool inCall) const {
+  const bool everyCall = _atStop && _calls == Calls::kAll;
+  ::ptrace(everyCall || (_atStop && inCall) ? PTRACE_SYSCALL : PTRACE_CONT, thread, nullptr,
+           signal);
 }
 
 }  // namespace marrow::sweep

@@ -28,9 +28,14 @@ class DaemonTrace {
   // Returns true to have the daemon killed before this call does anything, or after it has.
   using AtStop = std::function<bool(const SystemCall&)>;
 
-  // The machine has to be one whose daemon waits. Without `atStop` nothing stops at its calls, and
-  // only its memory is watched. Throws Problem when it cannot be traced.
-  DaemonTrace(const rehearsal::Machine& machine, AtStop atStop);
+  enum class Calls { kAll, kChanges };
+
+  // To be run in the machine before the daemon (MachineSettings::beforeDaemon).
+  static void waitForTracer(Calls calls);
+
+  // Without `atStop` nothing stops at its calls, and only its memory is watched. Throws Problem
+  // when it cannot be traced.
+  DaemonTrace(const rehearsal::Machine& machine, Calls calls, AtStop atStop);
 
   // Lets the daemon go, and returns when the machine's first process has ended, which is left for
   // the machine to wait for.
@@ -41,9 +46,10 @@ class DaemonTrace {
   void takeEvent(pid_t thread, int status);
   void takeCall(pid_t thread);
   void measure(pid_t thread);
-  void goOn(pid_t thread, int signal) const;
+  void goOn(pid_t thread, int signal, bool inCall) const;
 
   const rehearsal::Machine& _machine;
+  const Calls _calls;
   const AtStop _atStop;
   pid_t _daemon = -1;
   // Until the daemon's program has taken the place of the machine's, calls are not its own.

@@ -83,7 +83,8 @@ class KillSweep {
 void sweepKills(const SweepOptions& options, const rehearsal::Scenario& scenario,
                 const std::string& daemon, const rehearsal::Workplace& workplace,
                 rehearsal::Interruption& interruption, CaseLog& log) {
-  SweptMachine machine({scenario, options.fileSystem, daemon}, workplace, interruption);
+  const auto calls = options.onlyChanges ? DaemonTrace::Calls::kChanges : DaemonTrace::Calls::kAll;
+  SweptMachine machine({scenario, options.fileSystem, daemon, calls}, workplace, interruption);
   KillSweep(options, machine, log).run(interruption);
 }
 

@@ -103,17 +103,18 @@ void SweptMachine::freshenBaseSystem() const {
 
 StartEnd SweptMachine::start(const DaemonTrace::AtStop& atStop) {
   freshenBaseSystem();
+  const DaemonTrace::Calls calls = atStop ? _choice.calls : DaemonTrace::Calls::kAll;
   const MachineSettings settings{.view = {.root = _root,
                                           .firmware = _firmware.folder(),
                                           .console = _root / "dev/console",
                                           .screen = _root / "dev/tty1"},
                                  .output = _root / kOutput,
                                  .refuseReboot = _choice.scenario.rebootRefused,
-                                 .daemonWaits = true};
+                                 .beforeDaemon = [calls] { DaemonTrace::waitForTracer(calls); }};
   StartEnd end;
   Machine machine(settings);
   const std::string processes = processNamespace(machine.process());
-  end.trace = DaemonTrace(machine, atStop).run(kPatience);
+  end.trace = DaemonTrace(machine, calls, atStop).run(kPatience);
   end.machine = machine.wait();
   end.leftovers = leftovers(processes, _disk.device().name());
   end.console = readFile(_root / "dev/console").value_or("");

@@ -20,6 +20,7 @@ struct MachineChoice {
   rehearsal::FileSystem fileSystem = rehearsal::FileSystem::kExt4;
   // The program's bytes.
   std::string daemon;
+  DaemonTrace::Calls calls = DaemonTrace::Calls::kAll;
 };
 
 // How one start went.

@@ -7,6 +7,7 @@
 #include <memory>
 #include <seccomp.h>
 #include <sys/syscall.h>
+#include <unistd.h>
 
 namespace marrow::sweep {
 namespace {
@@ -63,6 +64,29 @@ bool changesSomething(const SystemCall& call) {
     default:
       return std::ranges::find(kChanges, call.number) != kChanges.end();
   }
+}
+
+void showOnlyChanges() {
+  const scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ALLOW);
+  bool good = filter != nullptr;
+  const auto show = [&](std::uint64_t number, auto... condition) {
+    good = good && seccomp_rule_add(filter, SCMP_ACT_TRACE(0), static_cast<int>(number),
+                                    sizeof...(condition), condition...) == 0;
+  };
+  for (const std::uint64_t number : kChanges) {
+    show(number);
+  }
+  for (const std::uint64_t number : {SYS_write, SYS_pwrite64, SYS_writev, SYS_ioctl}) {
+    show(number);
+  }
+  for (const std::uint64_t flag : {O_WRONLY, O_RDWR, O_CREAT, O_TRUNC}) {
+    show(SYS_open, SCMP_A1(SCMP_CMP_MASKED_EQ, flag, flag));
+    show(SYS_openat, SCMP_A2(SCMP_CMP_MASKED_EQ, flag, flag));
+  }
+  if (!good || seccomp_load(filter) != 0) {
+    ::_exit(127);
+  }
+  seccomp_release(filter);
 }
 
 }  // namespace marrow::sweep

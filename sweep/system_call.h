@@ -25,4 +25,8 @@ std::string describe(const SystemCall& call);
 // terminals, pipes and the like do not count.
 bool changesSomething(const SystemCall& call);
 
+// Has the kernel tell this process's tracer of no other calls than those that may change something
+// (and of some more), its children's included (seccomp(2)). Ends the process when that fails.
+void showOnlyChanges();
+
 }  // namespace marrow::sweep
