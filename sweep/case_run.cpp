@@ -10,23 +10,27 @@ using namespace rehearsal;
 
 Complaints CaseRun::run(const DaemonTrace::AtStop& atStop) {
   const StartEnd first = start(atStop);
-  if (!first.trace.killed) {
+  if (first.trace.killed) {
+    finish(judgeCutState());
+  } else {
     judgeFinished(_machine.scenario(), first);
-    return std::move(_complaints);
   }
-  return judgeAndFinish();
+  return _complaints;
 }
 
-Complaints CaseRun::judgeAndFinish() {
+Snapshot CaseRun::judgeCutState() {
   _machine.settleFirmware();
   const Snapshot& before = _machine.before();
-  const Snapshot atCut = _machine.look();
-  const auto words = SweptMachine::migratorWords();
-  const BootDisk& layout = _machine.disk().layout();
-  add(judgeCut(before, atCut, expectedEnd(_machine.scenario(), layout, before, words).after));
-  const Scenario next = afterCut(_machine.scenario(), before, atCut);
+  Snapshot atCut = _machine.look();
+  const Expectation uncut = expectedEnd(_machine.scenario(), _machine.disk().layout(), before,
+                                        SweptMachine::migratorWords());
+  add(judgeCut(before, atCut, uncut.after));
+  return atCut;
+}
+
+void CaseRun::finish(const Snapshot& atCut) {
+  const Scenario next = afterCut(_machine.scenario(), _machine.before(), atCut);
   judgeFinished(next, start(nullptr));
-  return std::move(_complaints);
 }
 
 StartEnd CaseRun::start(const DaemonTrace::AtStop& atStop) {

@@ -20,9 +20,14 @@ class CaseRun {
   // its end when it was. Returns what was wrong.
   Complaints run(const DaemonTrace::AtStop& atStop);
 
-  // The machine's state is what some interruption left: judges it, runs it to its end, and judges
-  // that.
-  Complaints judgeAndFinish();
+  // For a machine whose state is what some interruption left. Judges it.
+  rehearsal::Snapshot judgeCutState();
+
+  // Runs it from the state that was found there to its end, and judges that.
+  void finish(const rehearsal::Snapshot& atCut);
+
+  // What was wrong so far.
+  const Complaints& complaints() const { return _complaints; }
 
   // What the last start wrote to the console.
   const std::string& console() const { return _console; }

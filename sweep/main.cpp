@@ -3,6 +3,7 @@
 #include "rehearsal/problem.h"
 #include "rehearsal/rehearsal.h"
 #include "sweep/kill_sweep.h"
+#include "sweep/power_sweep.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -52,7 +53,8 @@ int sweep(const SweepOptions& options) {
   const std::string daemon = readDaemon(options);
   const marrow::rehearsal::Workplace workplace;
   for (const Scenario& scenario : chosenScenarios(options)) {
-    sweepKills(options, scenario, daemon, workplace, interruption, log);
+    (options.kind == SweepKind::kPower ? sweepPowerCuts : sweepKills)(options, scenario, daemon,
+                                                                      workplace, interruption, log);
   }
   std::printf("%zu cases (%zu more passed before), %zu of them lost something.\n", log.cases(),
               log.doneBefore(), log.failures());

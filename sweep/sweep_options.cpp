@@ -55,6 +55,15 @@ std::optional<SweepOptions> parseSweepOptions(int argc, const char* const* argv,
   CLI::App* kill = app.add_subcommand("kill", "Kill the daemon at each system call of its run");
   kill->add_flag("--changes", options.onlyChanges, "Only at the calls that change something");
   CLI::App* power = app.add_subcommand("power", "Cut the power after each write of the disk");
+  power->add_option("--subsets", options.subsets, "Lose so many random sets of unflushed writes")
+      ->type_name("N")
+      ->capture_default_str();
+  power
+      ->add_option("--finish-every", options.finishEvery,
+                   "Run to its end each state that looks new, and every Kth of all others")
+      ->check(CLI::PositiveNumber.description(""))
+      ->type_name("K")
+      ->capture_default_str();
   addCaseOptions(*kill, options);
   addCaseOptions(*power, options);
   try {

@@ -25,6 +25,10 @@ struct SweepOptions {
   std::optional<std::size_t> sample;
   // Of the daemon's calls those alone that change something.
   bool onlyChanges = false;
+  // Of losses of power: how often other writes are lost behind each write, and of how many states
+  // that look alike one is run to its end.
+  std::size_t subsets = 1;
+  std::size_t finishEvery = 1;
   // Takes a line for each case. Those that it holds already are not done again.
   std::string log;
   // Program; empty for the one beside this one.

@@ -31,7 +31,7 @@ void fillVolume(const std::filesystem::path& root, const Partition& partition,
 
 SweptDisk::SweptDisk(const Scenario& scenario, FileSystem kind, const Workplace& workplace,
                      Interruption& interruption)
-    : _layout(planDisk(kind, kSmallTree)) {
+    : _nodes(workplace.folder("nodes")), _layout(planDisk(kind, kSmallTree)) {
   const auto folder = workplace.folder("disks");
   _image = openFile(folder / "image", O_RDWR | O_CREAT);
   _prepared = openFile(folder / "prepared", O_RDWR | O_CREAT);
@@ -43,8 +43,7 @@ SweptDisk::SweptDisk(const Scenario& scenario, FileSystem kind, const Workplace&
     setPartitionType(path, *missing, partition_type::kLinuxData);
     _layout.partitions = readPartitionTable(path);
   }
-  _device =
-      std::make_unique<LoopDevice>(_image.number(), _layout.partitions, workplace.folder("nodes"));
+  attach(_image.number());
   fill(scenario, kind, workplace.folder("volume"), interruption);
   _device->waitUntilUnused();
   checked(::fsync(openFile(_device->diskNode(), O_RDONLY).number()), "write the disk");
@@ -52,6 +51,14 @@ SweptDisk::SweptDisk(const Scenario& scenario, FileSystem kind, const Workplace&
 }
 
 SweptDisk::~SweptDisk() = default;
+
+void SweptDisk::attach(int file) {
+  _device.reset();
+  for (const auto& node : std::filesystem::directory_iterator(_nodes)) {
+    std::filesystem::remove(node.path());
+  }
+  _device = std::make_unique<LoopDevice>(file, _layout.partitions, _nodes);
+}
 
 void SweptDisk::fill(const Scenario& scenario, FileSystem kind, const std::filesystem::path& place,
                      Interruption& interruption) {

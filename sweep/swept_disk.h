@@ -36,6 +36,10 @@ class SweptDisk {
   int image() const { return _image.number(); }
   int prepared() const { return _prepared.number(); }
 
+  // Attaches the loop device to another file, which holds what the image holds; to the image again
+  // with image(). Nobody may be using it, and its nodes are others then.
+  void attach(int file);
+
   // As it was prepared. Nobody may be using it.
   void putBack() const;
 
@@ -49,6 +53,7 @@ class SweptDisk {
   void fill(const rehearsal::Scenario& scenario, rehearsal::FileSystem kind,
             const std::filesystem::path& place, rehearsal::Interruption& interruption);
 
+  const std::filesystem::path _nodes;
   rehearsal::BootDisk _layout;
   rehearsal::Descriptor _image;
   rehearsal::Descriptor _prepared;

@@ -90,6 +90,21 @@ void SweptMachine::putBack() {
   _firmwareBefore.putInto(_firmware.folder());
 }
 
+void SweptMachine::attachDisk(int file) {
+  const auto folder = _root / "dev";
+  for (const auto& node : _disk.nodes()) {
+    std::filesystem::remove(folder / node.filename());
+  }
+  _disk.attach(file);
+  for (const auto& node : _disk.nodes()) {
+    struct stat status {};
+    checked(::stat(node.c_str(), &status), "look at " + node.string());
+    checked(::mknod((folder / node.filename()).c_str(), S_IFBLK | 0600, status.st_rdev),
+            "make the device node " + node.filename().string());
+  }
+  _baseSystemBefore = baseSystemFiles();
+}
+
 void SweptMachine::freshenBaseSystem() const {
   for (const char* folder : kOfOneStart) {
     for (const auto& entry : std::filesystem::directory_iterator(_root / folder)) {

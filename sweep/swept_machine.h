@@ -49,6 +49,9 @@ class SweptMachine {
   // As before any run.
   void putBack();
 
+  // See SweptDisk::attach(): the base system gets the other nodes.
+  void attachDisk(int file);
+
   // Starts it from a fresh base system. Returns when it has come to its end.
   StartEnd start(const DaemonTrace::AtStop& atStop);
 
