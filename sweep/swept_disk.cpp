@@ -33,8 +33,8 @@ SweptDisk::SweptDisk(const Scenario& scenario, FileSystem kind, const Workplace&
                      Interruption& interruption)
     : _nodes(workplace.folder("nodes")), _layout(planDisk(kind, kSmallTree)) {
   const auto folder = workplace.folder("disks");
-  _image = openFile(folder / "image", O_RDWR | O_CREAT);
-  _prepared = openFile(folder / "prepared", O_RDWR | O_CREAT);
+  _image = openFile(folder / "image", O_RDWR | O_CREAT | O_TRUNC);
+  _prepared = openFile(folder / "prepared", O_RDWR | O_CREAT | O_TRUNC);
   const auto path = pathOfDescriptor(_image.number());
   const auto size = static_cast<off_t>(placePartitions(_layout.partitions));
   checked(::ftruncate(_image.number(), size), "make the disk image");

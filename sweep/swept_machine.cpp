@@ -44,6 +44,12 @@ std::string describeFile(const std::filesystem::path& path) {
   return text;
 }
 
+// Another machine may have stood there before.
+std::filesystem::path emptyFolder(const Workplace& workplace, const char* name) {
+  std::filesystem::remove_all(workplace.folder(name));
+  return workplace.folder(name);
+}
+
 bool isBelow(const std::string& path, const std::string& folder) {
   return path == folder || path.starts_with(folder + '/');
 }
@@ -54,9 +60,9 @@ SweptMachine::SweptMachine(MachineChoice choice, const Workplace& workplace,
                            Interruption& interruption)
     : _choice(std::move(choice)),
       _disk(_choice.scenario, _choice.fileSystem, workplace, interruption),
-      _root(workplace.folder("base-system")),
+      _root(emptyFolder(workplace, "base-system")),
       _place(workplace.folder("volume")),
-      _firmware(workplace.folder("firmware")),
+      _firmware(emptyFolder(workplace, "firmware")),
       _firmwareBefore(_firmware.folder()) {
   makeBaseSystem();
   stageFirmware(_firmware, _choice.scenario, kSeed);
