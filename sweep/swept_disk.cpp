@@ -17,6 +17,8 @@ namespace {
 
 using namespace rehearsal;
 
+constexpr std::size_t kBlock = 4096;
+
 void fillVolume(const std::filesystem::path& root, const Partition& partition,
                 const BootDisk& layout, Interruption& interruption) {
   if (partition.type == partition_type::kData || partition.type == partition_type::kSystem) {
@@ -25,6 +27,22 @@ void fillVolume(const std::filesystem::path& root, const Partition& partition,
   }
   installContent(root, partition, layout, kSmallTree, interruption);
   stageUpdate(root, partition, layout, kSmallTree, interruption);
+}
+
+// What file systems have filled with zeros becomes holes: each case copies it.
+void copyWithoutZeros(int from, int to) {
+  const off_t size = checked(::lseek(from, 0, SEEK_END), "read the disk's size");
+  checked(::ftruncate(to, size), "make the copy of the disk");
+  std::string block(kBlock, '\0');
+  const std::string zeros(kBlock, '\0');
+  for (off_t place = ::lseek(from, 0, SEEK_DATA); place >= 0 && place < size;) {
+    const ssize_t count = checked(::pread(from, block.data(), kBlock, place), "read the disk");
+    const std::string_view content(block.data(), static_cast<std::size_t>(count));
+    if (content != std::string_view(zeros).substr(0, content.size())) {
+      checked(::pwrite(to, content.data(), content.size(), place), "copy the disk");
+    }
+    place = ::lseek(from, place + count, SEEK_DATA);
+  }
 }
 
 }  // namespace
@@ -47,7 +65,7 @@ SweptDisk::SweptDisk(const Scenario& scenario, FileSystem kind, const Workplace&
   fill(scenario, kind, workplace.folder("volume"), interruption);
   _device->waitUntilUnused();
   checked(::fsync(openFile(_device->diskNode(), O_RDONLY).number()), "write the disk");
-  copySparse(_image.number(), _prepared.number());
+  copyWithoutZeros(_image.number(), _prepared.number());
 }
 
 SweptDisk::~SweptDisk() = default;
