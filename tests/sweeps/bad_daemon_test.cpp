@@ -18,7 +18,6 @@ using rehearsal::openFile;
 using rehearsal::readFile;
 using rehearsal::writeFile;
 using testing::HasSubstr;
-using testing::Not;
 
 // Goes to the folder of the volume group on the preboot volume.
 constexpr const char* kGoToGroup =
@@ -39,7 +38,7 @@ class BadDaemon : public testing::Test {
       ::dup2(output.number(), STDOUT_FILENO);
       ::dup2(output.number(), STDERR_FILENO);
       ::execl(MARROW_SWEEP, "marrow-sweep", kind.c_str(), "--scenario", "booted-from-proposed",
-              "--sample", kind == "power" ? "60" : "40", "--daemon", (folder / "daemon").c_str(),
+              "--sample", kind == "power" ? "50" : "24", "--daemon", (folder / "daemon").c_str(),
               kind == "kill" ? "--changes" : "--finish-every=1000", nullptr);
       ::_exit(127);
     }
@@ -60,9 +59,10 @@ constexpr const char* kMovesAway =
     "rm -rf morrel1/old\n";
 
 constexpr const char* kCopiesOver =
-    "cp -a morrel1/proposed/. morrel1/current/\n"
-    "sync\n"
-    "rm -rf morrel1/proposed\n";
+    "for object in morrel1/proposed/extensions-0/*; do\n"
+    "  cp -a \"$object\" morrel1/current/extensions-0\n"
+    "  sync\n"
+    "done\n";
 
 TEST_F(BadDaemon, IsSeenToLeaveNoLiveTreeWhenItIsKilled) {
   EXPECT_THAT(sweep(std::string(kGoToGroup) + kMovesAway, "kill"),
