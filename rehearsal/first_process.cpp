@@ -110,6 +110,10 @@ void runFirstProcess(const MachineSettings& settings, int trouble) {
     keepOnly(trouble, settings.output);
     const pid_t daemon = startDaemon(settings);
     if (daemon == 0) {
+      ::close(kTroubleDescriptor);
+      if (settings.beforeDaemon) {
+        settings.beforeDaemon();
+      }
       becomeDaemon();
     }
     ::close(kTroubleDescriptor);

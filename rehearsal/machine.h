@@ -6,6 +6,7 @@
 #include "rehearsal/machine_mounts.h"
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <sys/types.h>
 
@@ -17,6 +18,9 @@ struct MachineSettings {
   std::filesystem::path output;
   // reboot(2) fails inside with EPERM.
   bool refuseReboot = false;
+  // Run in the daemon's process before the daemon becomes its program, the machine being complete:
+  // where a tracer takes it.
+  std::function<void()> beforeDaemon{};
 };
 
 // How a machine came to its end. The kernel ends the first process of a process namespace with
@@ -39,6 +43,9 @@ class Machine {
   ~Machine();
   Machine(const Machine&) = delete;
   Machine& operator=(const Machine&) = delete;
+
+  // Its first process, seen from here.
+  pid_t process() const { return _process; }
 
   // Readable when it has come to its end.
   int descriptor() const { return _first.number(); }

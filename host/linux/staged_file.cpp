@@ -3,13 +3,11 @@
 #include "host/linux/errno_keeper.h"
 #include "host/linux/retry.h"
 #include "host/linux/termination_guard.h"
+#include "host/linux/text_cut.h"
 
-#include <array>
 #include <cerrno>
-#include <cstdint>
 #include <cstdio>
 #include <fcntl.h>
-#include <sys/random.h>
 #include <unistd.h>
 #include <utility>
 
@@ -17,13 +15,13 @@ namespace marrow {
 
 namespace {
 
-// A name that nothing else has.
-std::string randomName() {
-  std::uint64_t number = 0;
-  retryInterrupted([&] { return ::getrandom(&number, sizeof(number), 0); });
-  std::array<char, 32> name{};
-  std::snprintf(name.data(), name.size(), ".marrow-%016jx", static_cast<std::uintmax_t>(number));
-  return name.data();
+constexpr std::string_view kPrefix = ".marrow-";
+// With the prefix, what every file system has room for (NAME_MAX).
+constexpr std::size_t kLongestPart = 200;
+
+// Always the same for the same place, so that what a run left behind that was cut is found again.
+std::string newName(const std::string& name) {
+  return std::string(kPrefix).append(cutText(name, kLongestPart));
 }
 
 }  // namespace
@@ -42,7 +40,8 @@ bool StagedFile::create(unsigned mode) {
   if (!_place.folder) {
     return false;
   }
-  std::string name = randomName();
+  std::string name = newName(_place.name);
+  ::unlinkat(_place.folder.number(), name.c_str(), 0);
   _file = Descriptor(retryInterrupted([&] {
     return ::openat(_place.folder.number(), name.c_str(),
                     O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);

@@ -20,7 +20,8 @@ class StagedFile {
   // Removes the new file unless it was installed.
   ~StagedFile();
 
-  // Makes the file, empty, with this mode (umask(2) applies).
+  // Makes the file, empty, with this mode (umask(2) applies): ".marrow-" and the name of the place.
+  // What has that name already, left there by a run that was cut, is removed.
   bool create(unsigned mode);
 
   bool write(std::string_view bytes);

@@ -29,12 +29,6 @@ struct Entry {
   std::uint64_t sector, sectors, flags, dataLength;
 };
 
-struct Write {
-  Entry entry;
-  // Where its bytes stand in the log.
-  std::uint64_t data;
-};
-
 template <typename Part>
 std::optional<Part> readPart(int log, std::uint64_t place) {
   Part part{};
@@ -63,51 +57,58 @@ void requireLog(int log) {
   }
 }
 
+// What is discarded may read as anything afterwards: it is left as it is.
+void doAgain(const LoggedWrite& write, int log, int image) {
+  if (write.isDiscard) {
+    return;
+  }
+  std::string bytes(write.length, '\0');
+  checked(::pread(log, bytes.data(), bytes.size(), static_cast<off_t>(write.data)), "read the log");
+  checked(::pwrite(image, bytes.data(), bytes.size(), static_cast<off_t>(write.place)),
+          "write the disk image");
+}
+
+LoggedWrite writeOf(const Entry& entry, std::uint64_t data) {
+  return {.place = entry.sector * kSector,
+          .length = entry.sectors * kSector,
+          .data = data,
+          .isFlush = (entry.flags & kFlush) != 0,
+          .isForced = (entry.flags & kForced) != 0,
+          .isDiscard = (entry.flags & kDiscard) != 0};
+}
+
+}  // namespace
+
 // The head counts what was there at the last flush: what follows is read as far as it is whole.
-std::vector<Write> readLog(int log) {
+std::vector<LoggedWrite> readWriteLog(int log) {
   requireLog(log);
   const auto size = static_cast<std::uint64_t>(checked(::lseek(log, 0, SEEK_END), "read the log"));
-  std::vector<Write> writes;
+  std::vector<LoggedWrite> writes;
   std::uint64_t place = kSector;
   while (const std::optional<Entry> entry = readEntry(log, place)) {
-    const std::uint64_t data = place + kSector;
-    const std::uint64_t length = (entry->flags & kDiscard) != 0 ? 0 : entry->sectors * kSector;
-    if ((entry->sectors == 0 && entry->flags == 0) || data + length > size) {
+    const LoggedWrite write = writeOf(*entry, place + kSector);
+    const std::uint64_t length = write.isDiscard ? 0 : write.length;
+    if ((entry->sectors == 0 && entry->flags == 0) || write.data + length > size) {
       break;
     }
-    writes.push_back({*entry, data});
-    place = data + length;
+    writes.push_back(write);
+    place = write.data + length;
   }
   return writes;
 }
-
-// What is discarded may read as anything afterwards: it is left as it is.
-void doAgain(const Write& write, int log, int image) {
-  if ((write.entry.flags & kDiscard) != 0) {
-    return;
-  }
-  std::string bytes(write.entry.sectors * kSector, '\0');
-  checked(::pread(log, bytes.data(), bytes.size(), static_cast<off_t>(write.data)), "read the log");
-  checked(
-      ::pwrite(image, bytes.data(), bytes.size(), static_cast<off_t>(write.entry.sector * kSector)),
-      "write the disk image");
-}
-
-bool isFlush(const Write& write) { return (write.entry.flags & kFlush) != 0; }
-
-}  // namespace
 
 KeptWrites replayAfterCut(const std::filesystem::path& log, const std::filesystem::path& image,
                           std::uint64_t seed) {
   const Descriptor source = openFile(log, O_RDONLY);
   const Descriptor target = openFile(image, O_WRONLY);
-  const std::vector<Write> writes = readLog(source.number());
-  const auto lastFlush = std::find_if(writes.rbegin(), writes.rend(), isFlush);
+  const std::vector<LoggedWrite> writes = readWriteLog(source.number());
+  const auto lastFlush =
+      std::ranges::find(writes.rbegin(), writes.rend(), true, &LoggedWrite::isFlush);
   const auto flushed = static_cast<std::size_t>(writes.rend() - lastFlush);
   std::mt19937_64 generator(seed);
   KeptWrites result{.flushed = flushed};
   for (std::size_t i = 0; i < writes.size(); ++i) {
-    const bool safe = i < flushed || (writes[i].entry.flags & kForced) != 0;
+    const bool safe = i < flushed || writes[i].isForced;
     if (!safe && generator() % 2 == 0) {
       ++result.lost;
       continue;

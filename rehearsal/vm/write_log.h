@@ -5,8 +5,26 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <vector>
 
 namespace marrow::rehearsal {
+
+// Numbers are bytes.
+struct LoggedWrite {
+  // On the disk.
+  std::uint64_t place = 0;
+  std::uint64_t length = 0;
+  // Where its bytes stand in the log.
+  std::uint64_t data = 0;
+  // All that was written before it has reached the medium; it has itself; it is a discard.
+  bool isFlush = false;
+  bool isForced = false;
+  bool isDiscard = false;
+};
+
+// In the order in which they were done; a record that is cut off ends there. Throws Problem when
+// the log is none.
+std::vector<LoggedWrite> readWriteLog(int log);
 
 struct KeptWrites {
   std::size_t flushed = 0;

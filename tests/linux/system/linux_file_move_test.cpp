@@ -200,6 +200,15 @@ TEST_F(LinuxFileMoveTest, MovesAFileWithALongName) {
   EXPECT_EQ(fileText(other.at(name)), "text");
 }
 
+TEST_F(LinuxFileMoveTest, TakesThePlaceOfWhatACutRunLeftBehind) {
+  const ScratchFolder other;
+  writeFile(other.at(".marrow-log"), "the beginning of a lo");
+  writeFile(folder.at("log"), "text");
+  EXPECT_EQ(trees.moveFile(folder.at("log"), other.at("log")), 0);
+  EXPECT_EQ(fileText(other.at("log")), "text");
+  EXPECT_FALSE(fs::exists(other.at(".marrow-log")));
+}
+
 TEST_F(LinuxFileMoveTest, MovesAnEmptyFile) {
   writeFile(folder.at("log"), "");
   EXPECT_EQ(trees.moveFile(folder.at("log"), folder.at("moved")), 0);

@@ -1,0 +1,91 @@
+#include "sweep/kill_sweep.h"
+
+#include "rehearsal/interruption.h"
+#include "sweep/case_run.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <optional>
+
+namespace marrow::sweep {
+namespace {
+
+class KillSweep {
+ public:
+  KillSweep(const SweepOptions& options, SweptMachine& machine, CaseLog& log)
+      : _options(options),
+        _machine(machine),
+        _log(log),
+        _series("kill " + nameOf(options.fileSystem) + ' ' + machine.scenario().name +
+                (options.onlyChanges ? " changes" : "")) {}
+
+  void run(rehearsal::Interruption& interruption) {
+    const std::size_t count = countStops();
+    for (const std::size_t number : chooseCases(_options, count)) {
+      if (!_log.isDone(_series, number)) {
+        interruption.check();
+        killAt(number);
+      }
+    }
+    std::printf("%s: %zu stops; the daemon took %llu KiB at most\n", _series.c_str(), count,
+                static_cast<unsigned long long>(_peakMemory));
+    std::fflush(stdout);
+  }
+
+ private:
+  // A run that nobody interrupts is judged as well.
+  std::size_t countStops() {
+    std::size_t stops = 0;
+    runCase(0, [&](const SystemCall& call) {
+      stops += counts(call) ? 1 : 0;
+      return false;
+    });
+    return stops;
+  }
+
+  void killAt(std::size_t number) {
+    std::size_t stops = 0;
+    runCase(number, [&](const SystemCall& call) {
+      stops += counts(call) ? 1 : 0;
+      return stops == number;
+    });
+  }
+
+  void runCase(std::size_t number, const DaemonTrace::AtStop& atStop) {
+    std::string place = "came to its end";
+    _machine.putBack();
+    CaseRun run(_machine);
+    const Complaints complaints = run.run([&](const SystemCall& call) {
+      const bool here = atStop(call);
+      place = here ? describe(call) : place;
+      return here;
+    });
+    _peakMemory = std::max(_peakMemory, run.peakMemory());
+    _log.add(_series, number, place, complaints);
+    if (!complaints.empty()) {
+      std::printf("%s", run.console().c_str());
+    }
+  }
+
+  bool counts(const SystemCall& call) const {
+    return !_options.onlyChanges || changesSomething(call);
+  }
+
+  const SweepOptions& _options;
+  SweptMachine& _machine;
+  CaseLog& _log;
+  const std::string _series;
+  std::uint64_t _peakMemory = 0;
+};
+
+}  // namespace
+
+void sweepKills(const SweepOptions& options, const rehearsal::Scenario& scenario,
+                const std::string& daemon, const rehearsal::Workplace& workplace,
+                rehearsal::Interruption& interruption, CaseLog& log) {
+  const auto calls = options.onlyChanges ? DaemonTrace::Calls::kChanges : DaemonTrace::Calls::kAll;
+  SweptMachine machine({scenario, options.fileSystem, daemon, calls}, workplace, interruption);
+  KillSweep(options, machine, log).run(interruption);
+}
+
+}  // namespace marrow::sweep

@@ -1,0 +1,79 @@
+#include "sweep/sweep_options.h"
+
+#include "rehearsal/scenario.h"
+
+#include <CLI/CLI.hpp>
+#include <map>
+
+namespace marrow::sweep {
+namespace {
+
+using rehearsal::FileSystem;
+
+constexpr const char* kDescription =
+    "Interrupts the real marrowd everywhere: `kill` at each system call of a run, `power` at each "
+    "write that reaches the disk. Each case is judged, run again to its end and judged again. Ends "
+    "with 0 when nothing was lost in any case, 1 when something was, 2 when it could not be tried.";
+
+const std::map<std::string, FileSystem> kFileSystems{
+    {"ext4", FileSystem::kExt4}, {"btrfs", FileSystem::kBtrfs}, {"xfs", FileSystem::kXfs}};
+
+std::vector<std::string> scenarioNames() {
+  std::vector<std::string> names;
+  for (const auto& scenario : rehearsal::scenariosOn(rehearsal::Stage::kNamespaces)) {
+    names.push_back(scenario.name);
+  }
+  return names;
+}
+
+void addCaseOptions(CLI::App& command, SweepOptions& options) {
+  command.add_option("--scenario", options.scenarios, "Situations; all where none is given")
+      ->check(CLI::IsMember(scenarioNames()).description(""))
+      ->type_name("NAME");
+  command.add_option("--fs", options.fileSystem, "File system of the volumes: ext4, btrfs, xfs")
+      ->transform(CLI::CheckedTransformer(kFileSystems).description(""))
+      ->type_name("NAME");
+  command.add_option("--from", options.from, "The first case")->type_name("N");
+  command.add_option("--to", options.to, "The last case")->type_name("N");
+  command.add_option("--every", options.every, "Go on by so many cases")
+      ->check(CLI::PositiveNumber.description(""))
+      ->type_name("K");
+  command.add_option("--sample", options.sample, "So many cases a scenario, evenly spread")
+      ->check(CLI::PositiveNumber.description(""))
+      ->type_name("N");
+  command.add_option("--log", options.log, "A line for each case; those in it are not done again")
+      ->type_name("FILE");
+  command.add_option("--daemon", options.daemon, "Another marrowd")->type_name("FILE");
+}
+
+}  // namespace
+
+std::optional<SweepOptions> parseSweepOptions(int argc, const char* const* argv, int& status) {
+  SweepOptions options;
+  CLI::App app(kDescription);
+  app.require_subcommand(1);
+  CLI::App* kill = app.add_subcommand("kill", "Kill the daemon at each system call of its run");
+  kill->add_flag("--changes", options.onlyChanges, "Only at the calls that change something");
+  CLI::App* power = app.add_subcommand("power", "Cut the power after each write of the disk");
+  power->add_option("--subsets", options.subsets, "Lose so many random sets of unflushed writes")
+      ->type_name("N")
+      ->capture_default_str();
+  power
+      ->add_option("--finish-every", options.finishEvery,
+                   "Run to its end each state that looks new, and every Kth of all others")
+      ->check(CLI::PositiveNumber.description(""))
+      ->type_name("K")
+      ->capture_default_str();
+  addCaseOptions(*kill, options);
+  addCaseOptions(*power, options);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    status = app.exit(error) == 0 ? 0 : 2;
+    return std::nullopt;
+  }
+  options.kind = power->parsed() ? SweepKind::kPower : SweepKind::kKill;
+  return options;
+}
+
+}  // namespace marrow::sweep

@@ -1,0 +1,85 @@
+// A machine to interrupt: its disk, its firmware and its base system, as they are before a run and
+// put back for each case.
+#pragma once
+
+#include "rehearsal/expectations.h"
+#include "rehearsal/firmware_store.h"
+#include "rehearsal/machine.h"
+#include "sweep/daemon_trace.h"
+#include "sweep/firmware_copy.h"
+#include "sweep/swept_disk.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace marrow::sweep {
+
+struct MachineChoice {
+  rehearsal::Scenario scenario;
+  rehearsal::FileSystem fileSystem = rehearsal::FileSystem::kExt4;
+  // The program's bytes.
+  std::string daemon;
+  DaemonTrace::Calls calls = DaemonTrace::Calls::kAll;
+};
+
+// How one start went.
+struct StartEnd {
+  TraceEnd trace;
+  rehearsal::MachineEnd machine;
+  std::string console;
+  // What it left on the machine that it ran on, see leftovers.h.
+  std::vector<std::string> leftovers;
+};
+
+class SweptMachine {
+ public:
+  SweptMachine(MachineChoice choice, const rehearsal::Workplace& workplace,
+               rehearsal::Interruption& interruption);
+
+  const rehearsal::Scenario& scenario() const { return _choice.scenario; }
+  SweptDisk& disk() { return _disk; }
+  const rehearsal::FirmwareStore& firmware() const { return _firmware; }
+  const FirmwareCopy& firmwareBefore() const { return _firmwareBefore; }
+  const rehearsal::Snapshot& before() const { return _before; }
+
+  // What the migrator of this machine leaves.
+  static rehearsal::MigratorWords migratorWords();
+
+  // As before any run.
+  void putBack();
+
+  // See SweptDisk::attach(): the base system gets the other nodes.
+  void attachDisk(int file);
+
+  // Starts it from a fresh base system. Returns when it has come to its end.
+  StartEnd start(const DaemonTrace::AtStop& atStop);
+
+  // Brings the firmware's variables to what a firmware would hold after an interruption.
+  void settleFirmware();
+
+  rehearsal::Snapshot look() const;
+
+  // Names, on the volumes that a run writes to, of files that it made for itself.
+  std::vector<std::string> ownFilesLeft() const;
+
+  // A sentence for each thing of the base system outside /run/marrow, /private/tmp and the
+  // console's, screen's and log's places that is not as it was before the start.
+  std::vector<std::string> baseSystemChanges() const;
+
+ private:
+  void makeBaseSystem();
+  void freshenBaseSystem() const;
+  std::map<std::string, std::string> baseSystemFiles() const;
+
+  MachineChoice _choice;
+  SweptDisk _disk;
+  std::filesystem::path _root;
+  std::filesystem::path _place;
+  rehearsal::FirmwareStore _firmware;
+  FirmwareCopy _firmwareBefore;
+  rehearsal::Snapshot _before;
+  std::map<std::string, std::string> _baseSystemBefore;
+};
+
+}  // namespace marrow::sweep

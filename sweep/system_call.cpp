@@ -1,0 +1,92 @@
+#include "sweep/system_call.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <memory>
+#include <seccomp.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace marrow::sweep {
+namespace {
+
+constexpr std::array<std::uint64_t, 41> kChanges{
+    SYS_rename,       SYS_renameat,      SYS_renameat2,
+    SYS_unlink,       SYS_unlinkat,      SYS_rmdir,
+    SYS_mkdir,        SYS_mkdirat,       SYS_mknod,
+    SYS_mknodat,      SYS_symlink,       SYS_symlinkat,
+    SYS_link,         SYS_linkat,        SYS_truncate,
+    SYS_ftruncate,    SYS_fallocate,     SYS_copy_file_range,
+    SYS_sendfile,     SYS_setxattr,      SYS_lsetxattr,
+    SYS_fsetxattr,    SYS_removexattr,   SYS_lremovexattr,
+    SYS_fremovexattr, SYS_fchmod,        SYS_fchmodat,
+    SYS_fchown,       SYS_fchownat,      SYS_utimensat,
+    SYS_fsync,        SYS_fdatasync,     SYS_syncfs,
+    SYS_sync,         SYS_mount,         SYS_umount2,
+    SYS_move_mount,   SYS_mount_setattr, SYS_execve,
+    SYS_kill,         SYS_reboot};
+
+bool opensForChange(std::uint64_t flags) {
+  return (flags & (O_WRONLY | O_RDWR | O_CREAT | O_TRUNC)) != 0;
+}
+
+bool writesToFile(const SystemCall& call) {
+  const auto link = std::filesystem::path("/proc") / std::to_string(call.thread) / "fd" /
+                    std::to_string(call.arguments[0]);
+  std::error_code none;
+  const std::string target = std::filesystem::read_symlink(link, none);
+  return target.starts_with('/') && !target.starts_with("/dev/");
+}
+
+}  // namespace
+
+std::string describe(const SystemCall& call) {
+  const std::unique_ptr<char, void (*)(void*)> name(
+      seccomp_syscall_resolve_num_arch(SCMP_ARCH_NATIVE, static_cast<int>(call.number)),
+      &std::free);
+  return (call.atEntry ? "entry of " : "exit of ") +
+         (name ? std::string(name.get()) : "call " + std::to_string(call.number));
+}
+
+bool changesSomething(const SystemCall& call) {
+  switch (call.number) {
+    case SYS_open:
+      return opensForChange(call.arguments[1]);
+    case SYS_openat:
+      return opensForChange(call.arguments[2]);
+    case SYS_write:
+    case SYS_pwrite64:
+    case SYS_writev:
+    case SYS_ioctl:
+      return writesToFile(call);
+    default:
+      return std::ranges::find(kChanges, call.number) != kChanges.end();
+  }
+}
+
+void showOnlyChanges() {
+  const scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ALLOW);
+  bool good = filter != nullptr;
+  const auto show = [&](std::uint64_t number, auto... condition) {
+    good = good && seccomp_rule_add(filter, SCMP_ACT_TRACE(0), static_cast<int>(number),
+                                    sizeof...(condition), condition...) == 0;
+  };
+  for (const std::uint64_t number : kChanges) {
+    show(number);
+  }
+  for (const std::uint64_t number : {SYS_write, SYS_pwrite64, SYS_writev, SYS_ioctl}) {
+    show(number);
+  }
+  for (const std::uint64_t flag : {O_WRONLY, O_RDWR, O_CREAT, O_TRUNC}) {
+    show(SYS_open, SCMP_A1(SCMP_CMP_MASKED_EQ, flag, flag));
+    show(SYS_openat, SCMP_A2(SCMP_CMP_MASKED_EQ, flag, flag));
+  }
+  if (!good || seccomp_load(filter) != 0) {
+    ::_exit(127);
+  }
+  seccomp_release(filter);
+}
+
+}  // namespace marrow::sweep
