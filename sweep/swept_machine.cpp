@@ -66,7 +66,7 @@ SweptMachine::SweptMachine(MachineChoice choice, const Workplace& workplace,
       _firmwareBefore(_firmware.folder()) {
   makeBaseSystem();
   stageFirmware(_firmware, _choice.scenario, kSeed);
-  pretendLoader(_firmware, _disk.layout().group);
+  pretendLoader(_firmware, _choice.scenario, _disk.layout().group);
   _firmwareBefore = FirmwareCopy(_firmware.folder());
   putBack();
   _before = look();
