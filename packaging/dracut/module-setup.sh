@@ -52,9 +52,20 @@ install_programs() {
   packaged /usr/sbin/marrowd /usr/libexec/marrow/marrow-await-volume \
     /usr/libexec/marrow/marrow-arm-retry /usr/lib/marrow/init /usr/lib/marrow/modules
   inst_multiple sh modprobe mount mkdir sleep reboot systemctl
-  # Found by name when it is first needed, so that no program names it to the linker.
-  inst_libdir_file 'libcrypto.so.3*' 'libcryptsetup.so.12*' 'libbpf.so.1*' 'libsystemd.so.0*' \
-    'libgcc_s.so.1*'
+  install_libraries libcrypto.so.3 libcryptsetup.so.12 libbpf.so.1 libsystemd.so.0 libgcc_s.so.1
+}
+
+# Libraries that are found by name when they are first needed, so that no program names them to the
+# linker. dracut finds out what programs need in turn; libraries are no programs on Debian.
+install_libraries() {
+  local name library needed
+  for name; do
+    library=$(ldconfig -p | sed -n "s|^[[:space:]]$name .* => ||p" | head -n 1)
+    [[ $library ]] || continue
+    inst_libdir_file "$name*"
+    mapfile -t needed < <(ldd "$library" | grep -o '/[^ ]*')
+    ((${#needed[@]})) && inst_multiple "${needed[@]}"
+  done
 }
 
 install_migrator() {
