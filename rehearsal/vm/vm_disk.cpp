@@ -4,6 +4,7 @@
 #include "rehearsal/files.h"
 #include "rehearsal/interruption.h"
 #include "rehearsal/vm/boot_entries.h"
+#include "rehearsal/vm/data_key.h"
 #include "rehearsal/vm/disk_image.h"
 #include "rehearsal/vm/scratch_folder.h"
 
@@ -31,6 +32,9 @@ std::string baseAddition(const VmDiskContent& content) {
   installMigrator(system);
   if (system.internalBuild) {
     writeFile(folder.path() / "etc/os-release", "ID=marrow\nRELEASE_TYPE=development\n");
+  }
+  if (content.scenario.encryptedData) {
+    installDataKey(folder.path());
   }
   return archiveOf(folder.path());
 }
