@@ -165,6 +165,9 @@ class Course {
     _end.after["firmware.dark-boot"] = "1";
     _end.after["firmware.mute"] = "1";
     _end.after["firmware.one-shot"] = kNothing;
+    if (_end.after["disk.stash"] == "staged") {
+      _end.after["disk.stash"] = "committed";
+    }
     _end.end = _scenario.rebootRefused
                    ? MachineEnd{MachineEnd::Kind::kDaemonEnded, EPERM}.describe()
                    : MachineEnd{MachineEnd::Kind::kReboot}.describe();

@@ -59,7 +59,13 @@ std::vector<Scenario> volumeScenarios() {
                                "The run stops before the nonce; nothing is committed or blessed.");
   recovery.missingRole = partition_type::kRecovery;
   recovery.consoleWords = {"failed to mount recovery"};
-  return {update, recovery};
+  Scenario encrypted = describe(
+      "encrypted-data", "The data volume is encrypted; its key is in the kernel's key ring.",
+      "All is done, and the key that was stashed is committed.");
+  encrypted.onlyOn = Stage::kVirtualMachine;
+  encrypted.encryptedData = true;
+  encrypted.consoleWords = {"Brume stash commit was successful."};
+  return {update, recovery, encrypted};
 }
 
 std::vector<Scenario> cookieScenarios() {

@@ -41,6 +41,8 @@ struct Scenario {
   std::optional<Simulation> simulation;
   // The boot loader has no entry for the new system.
   bool entryMissing = false;
+  // The data volume is encrypted, and a key stashed in its header.
+  bool encryptedData = false;
   bool rebootRefused = false;
   bool powerCut = false;
   // The new system starts the base system once more.

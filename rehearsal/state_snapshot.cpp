@@ -4,6 +4,7 @@
 #include "rehearsal/cookie.h"
 #include "rehearsal/digest.h"
 #include "rehearsal/files.h"
+#include "rehearsal/luks_header.h"
 #include "rehearsal/problem.h"
 #include "rehearsal/shadow_file.h"
 
@@ -125,10 +126,22 @@ void lookAtVolume(Snapshot& snapshot, const SnapshotSources& sources, const Role
   }
 }
 
-// Every byte of the partition; of xfs every file, because the kernel writes the log of an xfs that
-// is mounted read-only too, which is what the daemon does to the data volume.
+std::optional<LuksHeader> luksHeaderOf(const SnapshotSources& sources, const Partition& partition) {
+  std::string start(kLuksHeaderArea, '\0');
+  checked(::pread(sources.image, start.data(), start.size(), static_cast<off_t>(partition.start)),
+          "read the data volume");
+  return readLuksHeader(start);
+}
+
+// Every byte of the partition, behind the header of an encrypted one; of xfs every file, because
+// the kernel writes the log of an xfs that is mounted read-only too, which is what the daemon does
+// to the data volume.
 std::string volumeDigest(const SnapshotSources& sources, const Partition& partition) {
   const auto node = sources.node(partition.number);
+  if (const auto header = luksHeaderOf(sources, partition)) {
+    return rangeDigest(sources.image, partition.start + header->dataOffset,
+                       partition.size - header->dataOffset);
+  }
   if (fileSystemOn(node) != nameOf(FileSystem::kXfs)) {
     return rangeDigest(sources.image, partition.start, partition.size);
   }
@@ -146,7 +159,9 @@ void lookAtWholeVolumes(Snapshot& snapshot, const SnapshotSources& sources) {
       return rangeDigest(sources.image, partition.start, partition.size);
     };
     if (partition.number == data) {
+      const auto header = luksHeaderOf(sources, partition);
       snapshot["disk.data"] = volumeDigest(sources, partition);
+      snapshot["disk.stash"] = header ? header->stashState : kNothing;
     } else if (partition.number == system) {
       snapshot["disk.system"] = rawDigest();
     } else if (partition.type != partition_type::kPreboot &&
@@ -157,6 +172,7 @@ void lookAtWholeVolumes(Snapshot& snapshot, const SnapshotSources& sources) {
   }
   snapshot["disk.others"] = shortDigest(others);
   snapshot.emplace("disk.data", kNoVolume);
+  snapshot.emplace("disk.stash", kNoVolume);
   snapshot.emplace("disk.system", kNoVolume);
   snapshot["disk.table"] = rangeDigest(sources.image, 0, 1U << 20U);
 }
@@ -191,6 +207,7 @@ const std::vector<Item>& items() {
                                         {"firmware.mute", "marrow-mute-boot-chime"},
                                         {"firmware.simulation", "simulation variables"},
                                         {"disk.data", "data volume"},
+                                        {"disk.stash", "  its stashed key"},
                                         {"disk.system", "system volume, every byte"},
                                         {"disk.others", "all other volumes, every byte"},
                                         {"disk.table", "partition table"}};

@@ -60,13 +60,21 @@ std::optional<Superblock> readXfs(std::string_view start) {
   return Superblock{"xfs", block, big(start, 8, 8) * block};
 }
 
+// Of an encrypted volume no more is told than its header.
+std::optional<Superblock> readLuks2(std::string_view start) {
+  if (!start.starts_with(std::string_view("LUKS\xba\xbe\0\2", 8))) {
+    return std::nullopt;
+  }
+  return Superblock{"luks2", 4096, big(start, 8, 8)};
+}
+
 }  // namespace
 
 std::optional<Superblock> readSuperblock(std::string_view start) {
   if (start.size() < kSuperblockArea) {
     return std::nullopt;
   }
-  for (const auto read : {readXfs, readBtrfs, readExt4}) {
+  for (const auto read : {readXfs, readLuks2, readBtrfs, readExt4}) {
     if (auto found = read(start)) {
       return found;
     }

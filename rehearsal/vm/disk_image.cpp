@@ -29,7 +29,8 @@ std::string insideImage(const std::filesystem::path& image, const Partition& par
 std::string pathsBelow(const std::filesystem::path& folder) {
   std::vector<std::string> paths;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
-    paths.push_back(std::filesystem::relative(entry.path(), folder));
+    // A link is itself, not what it leads to.
+    paths.push_back(entry.path().lexically_relative(folder));
   }
   std::ranges::sort(paths);
   std::string text;

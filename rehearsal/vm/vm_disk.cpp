@@ -4,6 +4,7 @@
 #include "rehearsal/files.h"
 #include "rehearsal/interruption.h"
 #include "rehearsal/vm/boot_entries.h"
+#include "rehearsal/vm/data_key.h"
 #include "rehearsal/vm/disk_image.h"
 #include "rehearsal/vm/observer.h"
 #include "rehearsal/vm/scratch_folder.h"
@@ -35,6 +36,9 @@ std::string baseAddition(const VmDiskContent& content) {
   }
   if (content.observed) {
     installObserver(folder.path());
+  }
+  if (content.scenario.encryptedData) {
+    installDataKey(folder.path());
   }
   return archiveOf(folder.path());
 }

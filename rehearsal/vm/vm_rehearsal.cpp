@@ -44,7 +44,10 @@ void copyTo(const std::filesystem::path& from, const std::filesystem::path& to) 
 }  // namespace
 
 void requireWhatVmNeeds(const Options& options) {
-  scenarioNamed(options.scenario, Stage::kVirtualMachine);
+  const Scenario& scenario = scenarioNamed(options.scenario, Stage::kVirtualMachine);
+  if (scenario.encryptedData && options.init != "systemd") {
+    throw Problem("The key of " + scenario.name + " comes from a unit: not with --init bare.");
+  }
   requireQemu();
   requireImagePrograms();
   if (!options.disk.empty()) {
@@ -189,7 +192,8 @@ MigratorWords VmRehearsal::migratorWords() const {
   if (!_options.migrator.empty() || !data) {
     return {};
   }
-  return standInWords("ext4", "vda" + std::to_string(*data), _disk.sizeOf(partition_type::kData));
+  return standInWords(_scenario.encryptedData ? "luks2" : "ext4", "vda" + std::to_string(*data),
+                      _disk.sizeOf(partition_type::kData));
 }
 
 void VmRehearsal::keep(const VmMachine& machine) const {

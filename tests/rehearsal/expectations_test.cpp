@@ -91,6 +91,14 @@ TEST_F(ExpectedEnd, OfAnotherNonceBlessesAlone) {
   EXPECT_THAT(end.operations, ElementsAre(kUnmount, kMigrate, kBless));
 }
 
+TEST_F(ExpectedEnd, CommitsAStashedKeyWhateverElseHappens) {
+  before["disk.stash"] = "staged";
+  EXPECT_EQ(endOf("booted-from-proposed").after["disk.stash"], "committed");
+  EXPECT_EQ(endOf("migrator-missing").after["disk.stash"], "committed");
+  before["disk.stash"] = kNothing;
+  EXPECT_EQ(endOf("booted-from-proposed").after["disk.stash"], kNothing);
+}
+
 TEST_F(ExpectedEnd, WithoutAnEntryForTheNewSystemLeavesTheOldOneToBeStarted) {
   Expectation end = endOf("entry-missing");
   EXPECT_EQ(end.after["firmware.nonce"], "new");

@@ -13,6 +13,15 @@ TEST(Superblock, IsNotFoundAmongZeros) {
   EXPECT_FALSE(readSuperblock(std::string(kSuperblockArea, '\0')));
 }
 
+TEST(Superblock, OfAnEncryptedVolumeIsItsHeader) {
+  std::string start("LUKS\xba\xbe\0\2\0\0\0\0\0\0\x40\0", 16);
+  start.resize(kSuperblockArea);
+  const auto found = readSuperblock(start);
+  ASSERT_TRUE(found);
+  EXPECT_EQ(found->fileSystem, "luks2");
+  EXPECT_EQ(found->size, 16384U);
+}
+
 TEST(Superblock, OfSaneSizesDrawsNoComplaint) {
   EXPECT_EQ(complaintAbout({"ext4", 4096, 8192}, 8192), "");
 }

@@ -6,6 +6,7 @@
 #include "rehearsal/firmware_setup.h"
 #include "rehearsal/problem.h"
 #include "rehearsal/state_snapshot.h"
+#include "rehearsal/vm/data_key.h"
 
 #include <fcntl.h>
 
@@ -61,6 +62,10 @@ void Guest::stage() {
     if (partition.type == partition_type::kPreboot || partition.type == partition_type::kRecovery) {
       stageOn(partition);
     }
+  }
+  const std::optional<int> data = _disk.partitionOf(partition_type::kData);
+  if (_scenario.encryptedData && data) {
+    encryptVolume(nodeOf(*data));
   }
   stageFirmware(_firmware, _scenario, _plan.seed);
 }
