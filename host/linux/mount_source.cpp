@@ -3,10 +3,12 @@
 #include "host/linux/descriptor.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <fcntl.h>
 #include <linux/openat2.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <unistd.h>
 
 namespace marrow {
 
