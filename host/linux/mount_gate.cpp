@@ -116,6 +116,7 @@ void MountGate::close() {
   if (_listener) {
     readReports();
   }
+  _listener = nullptr;
   _program.reset();
 }
 

@@ -2,18 +2,26 @@
 
 #include "host/linux/descriptor.h"
 
+#include <array>
 #include <cerrno>
+#include <chrono>
+#include <cstdint>
 #include <fcntl.h>
 #include <linux/openat2.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <thread>
+#include <unistd.h>
 
 namespace marrow {
 
 namespace {
 
-// A path that changes while it is looked up counts as one that is not remembered.
-constexpr int kTries = 3;
+// A link that is followed for the first time has that noted in it, which memory alone cannot answer
+// (EAGAIN); neither can it while the path changes. The mount itself, which has just begun, follows
+// it a moment later, and then memory can.
+constexpr std::array kPauses{std::chrono::milliseconds(1), std::chrono::milliseconds(10),
+                             std::chrono::milliseconds(100)};
 
 // openat2(2); the C library has no function for it.
 Descriptor openRemembered(const Descriptor& directory, const std::string& path,
@@ -21,13 +29,15 @@ Descriptor openRemembered(const Descriptor& directory, const std::string& path,
   open_how how{};
   how.flags = O_PATH | O_CLOEXEC;
   how.resolve = RESOLVE_CACHED | resolve;
-  Descriptor opened;
-  for (int count = 0; !opened && count < kTries; ++count) {
-    opened = Descriptor(static_cast<int>(
+  const auto open = [&] {
+    return Descriptor(static_cast<int>(
         ::syscall(SYS_openat2, directory.number(), path.c_str(), &how, sizeof(how))));
-    if (!opened && errno != EAGAIN) {
-      break;
-    }
+  };
+  Descriptor opened = open();
+  for (auto pause = kPauses.begin(); !opened && errno == EAGAIN && pause != kPauses.end();
+       ++pause) {
+    std::this_thread::sleep_for(*pause);
+    opened = open();
   }
   return opened;
 }
