@@ -9,7 +9,7 @@
 namespace marrow::sweep {
 
 // The daemon's largest resident memory has to stay below this, in KiB.
-inline constexpr std::uint64_t kMostMemory = 128 * 1024;
+inline constexpr std::uint64_t kMostMemory = std::uint64_t{128} * 1024;
 
 class CaseRun {
  public:
