@@ -1,6 +1,7 @@
 #include "sweep/kill_sweep.h"
 
 #include "rehearsal/interruption.h"
+#include "rehearsal/problem.h"
 #include "sweep/case_run.h"
 
 #include <algorithm>
@@ -24,7 +25,7 @@ class KillSweep {
     for (const std::size_t number : chooseCases(_options, count)) {
       if (!_log.isDone(_series, number)) {
         interruption.check();
-        killAt(number, count);
+        tryCase(number, count);
       }
     }
     std::printf("%s: %zu stops; the daemon took %llu KiB at most\n", _series.c_str(), count,
@@ -44,6 +45,15 @@ class KillSweep {
     });
     take(0, "came to its end", run);
     return stops;
+  }
+
+  // A case that cannot be brought to its end has failed, and the others are still tried.
+  void tryCase(std::size_t number, std::size_t count) {
+    try {
+      killAt(number, count);
+    } catch (const rehearsal::Problem& problem) {
+      _log.add(_series, number, "somewhere", {problem.what()});
+    }
   }
 
   void killAt(std::size_t number, std::size_t count) {
