@@ -41,12 +41,28 @@ void mountProc(const std::filesystem::path& root) {
   }
 }
 
+// The links of the real one, those of the disk alone.
+void hideOtherDisks(const std::string& disk, const std::filesystem::path& place) {
+  const std::filesystem::path real = "/sys/class/block";
+  checked(::mount("tmpfs", place.c_str(), "tmpfs", MS_NOSUID | MS_NODEV | MS_NOEXEC, "mode=0755"),
+          "mount " + place.string());
+  for (const auto& entry : std::filesystem::directory_iterator(real)) {
+    const std::string name = entry.path().filename();
+    if (name == disk || name.starts_with(disk + 'p')) {
+      std::filesystem::copy_symlink(entry.path(), place / name);
+    }
+  }
+}
+
 void mountSys(const MachineView& view) {
   const auto sys = view.root / "sys";
   mountNew("tmpfs", sys, MS_NOSUID | MS_NODEV | MS_NOEXEC, "mode=0755");
   for (const char* name : {"block", "bus", "class", "dev", "devices", "kernel"}) {
     std::filesystem::create_directories(sys / name);
     bindReadOnly(std::filesystem::path("/sys") / name, sys / name);
+  }
+  if (!view.onlyDisk.empty()) {
+    hideOtherDisks(view.onlyDisk, sys / "class/block");
   }
   std::filesystem::create_directories(sys / "power");
   std::filesystem::create_directories(sys / "firmware/efi/efivars");

@@ -13,6 +13,9 @@ struct MachineView {
   // Terminals, bound at /dev/console and /dev/tty1.
   std::string console{};
   std::string screen{};
+  // Of the real machine's block devices, /sys/class/block shows this disk ("loop3") and its
+  // partitions alone; empty for all.
+  std::string onlyDisk{};
 };
 
 // To be called by the first process of new mount and process namespaces: mounts everything below

@@ -8,29 +8,27 @@ namespace marrow::sweep {
 
 using namespace rehearsal;
 
-Complaints CaseRun::run(const DaemonTrace::AtStop& atStop) {
-  const StartEnd first = start(atStop);
-  if (first.trace.killed) {
-    finish(judgeCutState());
-  } else {
-    judgeFinished(_machine.scenario(), first);
+bool CaseRun::interrupt(const DaemonTrace::AtStop& atStop) {
+  const StartEnd end = start(atStop);
+  if (!end.trace.killed) {
+    judgeFinished(end);
   }
-  return _complaints;
+  return end.trace.killed;
 }
 
 Snapshot CaseRun::judgeCutState() {
   _machine.settleFirmware();
-  const Snapshot& before = _machine.before();
   Snapshot atCut = _machine.look();
-  const Expectation uncut = expectedEnd(_machine.scenario(), _machine.disk().layout(), before,
-                                        SweptMachine::migratorWords());
-  add(judgeCut(before, atCut, uncut.after));
+  add(judgeCut(_machine.before(), atCut, expected().after));
+  _scenario = afterCut(_scenario, _machine.before(), atCut);
   return atCut;
 }
 
-void CaseRun::finish(const Snapshot& atCut) {
-  const Scenario next = afterCut(_machine.scenario(), _machine.before(), atCut);
-  judgeFinished(next, start(nullptr));
+void CaseRun::finish() { judgeFinished(start(nullptr)); }
+
+Expectation CaseRun::expected() const {
+  return expectedEnd(_scenario, _machine.disk().layout(), _machine.before(),
+                     SweptMachine::migratorWords());
 }
 
 StartEnd CaseRun::start(const DaemonTrace::AtStop& atStop) {
@@ -48,10 +46,8 @@ StartEnd CaseRun::start(const DaemonTrace::AtStop& atStop) {
   return end;
 }
 
-void CaseRun::judgeFinished(const Scenario& scenario, const StartEnd& end) {
-  const Expectation expected = expectedEnd(scenario, _machine.disk().layout(), _machine.before(),
-                                           SweptMachine::migratorWords());
-  add(judgeEnd(_machine.look(), expected, end.machine.describe()));
+void CaseRun::judgeFinished(const StartEnd& end) {
+  add(judgeEnd(_machine.look(), expected(), end.machine.describe()));
   for (const std::string& file : _machine.ownFilesLeft()) {
     _complaints.push_back("in the end: the file " + file + " is left");
   }

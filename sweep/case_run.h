@@ -9,22 +9,22 @@
 namespace marrow::sweep {
 
 // The daemon's largest resident memory has to stay below this, in KiB.
-inline constexpr std::uint64_t kMostMemory = 128 * 1024;
+inline constexpr std::uint64_t kMostMemory = std::uint64_t{128} * 1024;
 
 class CaseRun {
  public:
-  // The machine is as it was before any run.
-  explicit CaseRun(SweptMachine& machine) : _machine(machine) {}
+  // The machine is as it was before any run, or its state is what some interruption left.
+  explicit CaseRun(SweptMachine& machine) : _machine(machine), _scenario(machine.scenario()) {}
 
-  // Runs it, the daemon killed where `atStop` says so, looks at what is there, and runs it again to
-  // its end when it was. Returns what was wrong.
-  Complaints run(const DaemonTrace::AtStop& atStop);
+  // Runs it, the daemon killed where `atStop` says so. True when it was: then there is a state to
+  // judge; otherwise the end was judged.
+  bool interrupt(const DaemonTrace::AtStop& atStop);
 
-  // For a machine whose state is what some interruption left. Judges it.
+  // Judges what an interruption left, which it returns.
   rehearsal::Snapshot judgeCutState();
 
-  // Runs it from the state that was found there to its end, and judges that.
-  void finish(const rehearsal::Snapshot& atCut);
+  // Runs it from a state that was judged to its end, and judges that.
+  void finish();
 
   // What was wrong so far.
   const Complaints& complaints() const { return _complaints; }
@@ -37,10 +37,13 @@ class CaseRun {
 
  private:
   StartEnd start(const DaemonTrace::AtStop& atStop);
-  void judgeFinished(const rehearsal::Scenario& scenario, const StartEnd& end);
+  rehearsal::Expectation expected() const;
+  void judgeFinished(const StartEnd& end);
   void add(const Complaints& more);
 
   SweptMachine& _machine;
+  // That the next start plays.
+  rehearsal::Scenario _scenario;
   std::string _console;
   std::uint64_t _peakMemory = 0;
   Complaints _complaints;

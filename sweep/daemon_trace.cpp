@@ -1,7 +1,7 @@
 #include "sweep/daemon_trace.h"
 
-#include "rehearsal/files.h"
 #include "rehearsal/problem.h"
+#include "sweep/leftovers.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -17,7 +17,6 @@ namespace {
 
 using rehearsal::checked;
 using rehearsal::Problem;
-using rehearsal::readFile;
 
 using Clock = std::chrono::steady_clock;
 
@@ -29,7 +28,7 @@ constexpr long kOptions = PTRACE_O_EXITKILL | PTRACE_O_TRACESYSGOOD | PTRACE_O_T
 constexpr int kCallStop = SIGTRAP | 0x80;
 
 std::string processFile(pid_t process, const std::string& name) {
-  return readFile("/proc/" + std::to_string(process) + '/' + name).value_or("");
+  return readKernelFile("/proc/" + std::to_string(process) + '/' + name).value_or("");
 }
 
 // The number behind a name of proc_pid_status(5), 0 when there is none.

@@ -165,7 +165,9 @@ Complaints judgeEnd(const Snapshot& found, const rehearsal::Expectation& expecte
   Complaints complaints;
   for (const auto& [key, value] : expected.after) {
     if (found.at(key) != value) {
-      complaints.push_back("in the end: " + key + " is " + found.at(key) + ", not " + value);
+      std::string words = "in the end: ";
+      words.append(key).append(" is ").append(found.at(key)).append(", not ").append(value);
+      complaints.push_back(std::move(words));
     }
   }
   if (end != expected.end) {

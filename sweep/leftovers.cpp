@@ -1,6 +1,7 @@
 #include "sweep/leftovers.h"
 
 #include "rehearsal/files.h"
+#include "rehearsal/problem.h"
 
 #include <algorithm>
 #include <cctype>
@@ -28,7 +29,7 @@ void findProcesses(const std::string& wanted, std::vector<std::string>& found) {
 
 void findLoopDevices(const std::string& diskName, std::vector<std::string>& found) {
   for (const auto& entry : fs::directory_iterator("/sys/block")) {
-    const auto file = rehearsal::readFile(entry.path() / "loop/backing_file");
+    const auto file = readKernelFile(entry.path() / "loop/backing_file");
     if (file && file->find('/' + diskName + 'p') != std::string::npos) {
       found.push_back(entry.path().filename().string() + " is left on " + *file);
     }
@@ -49,6 +50,14 @@ void findMappings(const std::string& diskName, std::vector<std::string>& found) 
 }  // namespace
 
 std::string processNamespace(pid_t process) { return namespaceOf(std::to_string(process)); }
+
+std::optional<std::string> readKernelFile(const std::filesystem::path& path) {
+  try {
+    return rehearsal::readFile(path);
+  } catch (const rehearsal::Problem&) {
+    return std::nullopt;
+  }
+}
 
 std::vector<std::string> leftovers(const std::string& processNamespace,
                                    const std::string& diskName) {

@@ -1,6 +1,7 @@
 #include "sweep/power_states.h"
 
 #include <algorithm>
+#include <limits>
 #include <random>
 
 namespace marrow::sweep {
@@ -22,7 +23,8 @@ void addPieces(const LoggedWrite& write, std::vector<LoggedWrite>& pieces) {
 // With the moments that a cut after so many writes may have come in: the one that was when the last
 // write began, and those since. What would be the same as before a flush is left out.
 void addStates(const RecordedRun& run, std::size_t begun, std::vector<PowerState>& states) {
-  const std::uint64_t next = begun < run.writes.size() ? run.writes[begun].data : std::uint64_t(-1);
+  const std::uint64_t next = begun < run.writes.size() ? run.writes[begun].data
+                                                       : std::numeric_limits<std::uint64_t>::max();
   const std::uint64_t last = begun == 0 ? 0 : run.writes[begun - 1].data;
   for (std::size_t i = 0; i < run.moments.size(); ++i) {
     const bool isOver = i + 1 < run.moments.size() && run.moments[i + 1].length < last;

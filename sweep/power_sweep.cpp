@@ -51,7 +51,7 @@ class PowerSweep {
       const rehearsal::Snapshot atCut = run.judgeCutState();
       if (_seen.insert(atCut).second || _tried % _options.finishEvery == 0) {
         ++_finished;
-        run.finish(atCut);
+        run.finish();
       }
       _log.add(_series, number, describe(state, _recording.run), run.complaints());
     } catch (const rehearsal::Problem& problem) {

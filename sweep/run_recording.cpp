@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <fcntl.h>
+#include <limits>
 #include <sys/syscall.h>
 
 namespace marrow::sweep {
@@ -40,7 +41,7 @@ class Watch {
   SweptMachine& _machine;
   const WriteRecorder& _recorder;
   std::vector<FirmwareMoment> _moments;
-  std::uint64_t _end = std::uint64_t(-1);
+  std::uint64_t _end = std::numeric_limits<std::uint64_t>::max();
 };
 
 }  // namespace

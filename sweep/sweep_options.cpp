@@ -54,6 +54,7 @@ std::optional<SweepOptions> parseSweepOptions(int argc, const char* const* argv,
   app.require_subcommand(1);
   CLI::App* kill = app.add_subcommand("kill", "Kill the daemon at each system call of its run");
   kill->add_flag("--changes", options.onlyChanges, "Only at the calls that change something");
+  kill->add_flag("--again", options.again, "Kill the next run as well, somewhere");
   CLI::App* power = app.add_subcommand("power", "Cut the power after each write of the disk");
   power->add_option("--subsets", options.subsets, "Lose so many random sets of unflushed writes")
       ->type_name("N")

@@ -25,6 +25,9 @@ struct SweepOptions {
   std::optional<std::size_t> sample;
   // Of the daemon's calls those alone that change something.
   bool onlyChanges = false;
+  // The run after the interrupted one is interrupted as well, at a stop chosen by the case's
+  // number.
+  bool again = false;
   // Of losses of power: how often other writes are lost behind each write, and of how many states
   // that look alike one is run to its end.
   std::size_t subsets = 1;

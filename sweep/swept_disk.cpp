@@ -34,11 +34,12 @@ void copyWithoutZeros(int from, int to) {
   const off_t size = checked(::lseek(from, 0, SEEK_END), "read the disk's size");
   checked(::ftruncate(to, size), "make the copy of the disk");
   std::string block(kBlock, '\0');
-  const std::string zeros(kBlock, '\0');
+  const std::string zeroBlock(kBlock, '\0');
+  const std::string_view zeros = zeroBlock;
   for (off_t place = ::lseek(from, 0, SEEK_DATA); place >= 0 && place < size;) {
     const ssize_t count = checked(::pread(from, block.data(), kBlock, place), "read the disk");
     const std::string_view content(block.data(), static_cast<std::size_t>(count));
-    if (content != std::string_view(zeros).substr(0, content.size())) {
+    if (content != zeros.substr(0, content.size())) {
       checked(::pwrite(to, content.data(), content.size(), place), "copy the disk");
     }
     place = ::lseek(from, place + count, SEEK_DATA);

@@ -128,7 +128,8 @@ StartEnd SweptMachine::start(const DaemonTrace::AtStop& atStop) {
   const MachineSettings settings{.view = {.root = _root,
                                           .firmware = _firmware.folder(),
                                           .console = _root / "dev/console",
-                                          .screen = _root / "dev/tty1"},
+                                          .screen = _root / "dev/tty1",
+                                          .onlyDisk = _disk.device().name()},
                                  .output = _root / kOutput,
                                  .refuseReboot = _choice.scenario.rebootRefused,
                                  .beforeDaemon = [calls] { DaemonTrace::waitForTracer(calls); }};

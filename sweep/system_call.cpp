@@ -8,6 +8,7 @@
 #include <seccomp.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+#include <vector>
 
 namespace marrow::sweep {
 namespace {
@@ -28,8 +29,16 @@ constexpr std::array<std::uint64_t, 41> kChanges{
     SYS_move_mount,   SYS_mount_setattr, SYS_execve,
     SYS_kill,         SYS_reboot};
 
+// Of a file, these change something.
+constexpr std::array<std::uint64_t, 4> kWrites{SYS_write, SYS_pwrite64, SYS_writev, SYS_ioctl};
+
+constexpr std::array<std::uint64_t, 4> kOpensForChange{O_WRONLY, O_RDWR, O_CREAT, O_TRUNC};
+
+constexpr int kNoFilter = 127;
+
 bool opensForChange(std::uint64_t flags) {
-  return (flags & (O_WRONLY | O_RDWR | O_CREAT | O_TRUNC)) != 0;
+  return std::ranges::any_of(kOpensForChange,
+                             [flags](std::uint64_t flag) { return (flags & flag) != 0; });
 }
 
 bool writesToFile(const SystemCall& call) {
@@ -56,35 +65,32 @@ bool changesSomething(const SystemCall& call) {
       return opensForChange(call.arguments[1]);
     case SYS_openat:
       return opensForChange(call.arguments[2]);
-    case SYS_write:
-    case SYS_pwrite64:
-    case SYS_writev:
-    case SYS_ioctl:
-      return writesToFile(call);
     default:
-      return std::ranges::find(kChanges, call.number) != kChanges.end();
+      return std::ranges::find(kChanges, call.number) != kChanges.end() ||
+             (std::ranges::find(kWrites, call.number) != kWrites.end() && writesToFile(call));
   }
 }
 
 void showOnlyChanges() {
-  const scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ALLOW);
+  scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ALLOW);
   bool good = filter != nullptr;
-  const auto show = [&](std::uint64_t number, auto... condition) {
-    good = good && seccomp_rule_add(filter, SCMP_ACT_TRACE(0), static_cast<int>(number),
-                                    sizeof...(condition), condition...) == 0;
+  const auto show = [&](std::uint64_t number, const std::vector<scmp_arg_cmp>& conditions) {
+    good = good &&
+           seccomp_rule_add_array(filter, SCMP_ACT_TRACE(0), static_cast<int>(number),
+                                  static_cast<unsigned>(conditions.size()), conditions.data()) == 0;
   };
   for (const std::uint64_t number : kChanges) {
-    show(number);
+    show(number, {});
   }
-  for (const std::uint64_t number : {SYS_write, SYS_pwrite64, SYS_writev, SYS_ioctl}) {
-    show(number);
+  for (const std::uint64_t number : kWrites) {
+    show(number, {});
   }
-  for (const std::uint64_t flag : {O_WRONLY, O_RDWR, O_CREAT, O_TRUNC}) {
-    show(SYS_open, SCMP_A1(SCMP_CMP_MASKED_EQ, flag, flag));
-    show(SYS_openat, SCMP_A2(SCMP_CMP_MASKED_EQ, flag, flag));
+  for (const std::uint64_t flag : kOpensForChange) {
+    show(SYS_open, {{.arg = 1, .op = SCMP_CMP_MASKED_EQ, .datum_a = flag, .datum_b = flag}});
+    show(SYS_openat, {{.arg = 2, .op = SCMP_CMP_MASKED_EQ, .datum_a = flag, .datum_b = flag}});
   }
   if (!good || seccomp_load(filter) != 0) {
-    ::_exit(127);
+    ::_exit(kNoFilter);
   }
   seccomp_release(filter);
 }
