@@ -16,7 +16,8 @@ enum class Middle {
   kNone,
   // A tree that is being removed, variables that are being deleted.
   kAnything,
-  // Missing, or a beginning of what will stand there: the file is written where it lies.
+  // Missing, or a beginning of what will stand there: the file is written where it lies. A block
+  // that was given to it and has not reached the disk reads as zeros.
   kBeginning
 };
 
@@ -48,6 +49,12 @@ constexpr std::array kSteps{Step{"firmware.simulation", nullptr, Middle::kAnythi
 constexpr std::array kReplaced{"preboot.sealed-staged", "preboot.restore-staged"};
 // The base system's own, which it takes along.
 constexpr std::array kPassing{"base.log", "base.metrics"};
+
+bool isBeginning(const std::string& found, const std::string& whole) {
+  return found.size() <= whole.size() &&
+         std::equal(found.begin(), found.end(), whole.begin(),
+                    [](char byte, char meant) { return byte == meant || byte == 0; });
+}
 
 class CutJudge {
  public:
@@ -109,7 +116,7 @@ class CutJudge {
     const std::string& found = _atCut.at(step.live);
     return step.middle == Middle::kAnything ||
            (step.middle == Middle::kBeginning &&
-            (found == kNothing || _end.at(step.live).starts_with(found)));
+            (found == kNothing || isBeginning(found, _end.at(step.live))));
   }
 
   // A proposed nonce is a step of its own; a file that was renamed is at one place only.

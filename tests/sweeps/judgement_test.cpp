@@ -91,6 +91,8 @@ TEST_F(JudgedCut, AllowsTheBeginningOfTheActiveFileInItsTurnAlone) {
   EXPECT_THAT(judge(), IsEmpty());
   atCut["preboot.active"] = "new-obj";
   EXPECT_THAT(judge(), IsEmpty());
+  atCut["preboot.active"] = std::string("new\0\0\0\0", 7);
+  EXPECT_THAT(judge(), IsEmpty());
   atCut["preboot.active"] = "rubbish";
   EXPECT_THAT(judge(), ElementsAre(HasSubstr("preboot.active is neither old nor new")));
 }
