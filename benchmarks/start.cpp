@@ -52,13 +52,18 @@ struct Series {
   Start last;
 };
 
-void measureRound(Series& series) {
-  std::vector<double> times;
+// The programs take turns, so that what slows one start down slows down all.
+void measureRound(std::vector<Series>& all) {
+  std::vector<std::vector<double>> times(all.size());
   for (int start = 0; start < kStartsInRound; ++start) {
-    series.last = startOnce(series.program, series.status);
-    times.push_back(series.last.microseconds);
+    for (std::size_t at = 0; at < all.size(); ++at) {
+      all[at].last = startOnce(all[at].program, all[at].status);
+      times[at].push_back(all[at].last.microseconds);
+    }
   }
-  series.times.push_back(spreadOf(times).median);
+  for (std::size_t at = 0; at < all.size(); ++at) {
+    all[at].times.push_back(spreadOf(times[at]).median);
+  }
 }
 
 }  // namespace
@@ -67,9 +72,7 @@ void compareStarts(const BenchOptions& options) {
   std::vector<Series> all = {{"libc and libstdc++ alone", MARROW_EMPTY_PROGRAM, 0, {}, {}},
                              {"marrowd", options.daemon, 77, {}, {}}};
   for (int round = 0; round < options.rounds; ++round) {
-    for (auto& series : all) {
-      measureRound(series);
-    }
+    measureRound(all);
   }
   std::cout << "## From the start of the program to its end, when there is nothing to do\n\n";
   TextTable table({"program", "µs", "of the first", "page faults"});
