@@ -3,6 +3,7 @@
 #pragma once
 
 #include "host/linux/bpf_library.h"
+#include "host/linux/descriptor.h"
 #include "host/linux/mount_gate_records.h"
 
 #include <cstdint>
@@ -34,7 +35,7 @@ class MountGateProgram {
   int allow(const std::string& device) const;
 
   // Readable when a report is there.
-  int reports() const { return _reports; }
+  int reports() const { return _reports.number(); }
 
   // Hands over what has been reported. One thread at a time.
   void read(const Reader& reader);
@@ -52,18 +53,17 @@ class MountGateProgram {
   template <typename Thing>
   using Held = std::unique_ptr<Thing, Close>;
 
-  int load();
-  int attachAll();
+  int prepare(bpf_object& object, const MountGateSettings& settings);
+  int keepMaps(const bpf_object& object);
+  int attachAll(const bpf_object& object);
 
   const BpfLibrary _library;
-  Held<bpf_object> _object;
+  Descriptor _refused;  // maps
+  Descriptor _reports;
+  Descriptor _lost;
   Held<ring_buffer> _ring;
   std::vector<Held<bpf_link>> _links;
   const Reader* _reader = nullptr;  // while reading
-  int _settings = -1;               // maps
-  int _refused = -1;
-  int _reports = -1;
-  int _lost = -1;
 };
 
 }  // namespace marrow
