@@ -29,6 +29,7 @@ set(MARROW_LINUX_SYSTEM_SOURCES
   property_list_text.cpp
   property_list_writer.cpp
   readiness_thread.cpp
+  removal_helper.cpp
   sealed_memory.cpp
   service_notification.cpp
   socket_address.cpp
@@ -67,6 +68,7 @@ set(MARROW_LINUX_SYSTEM_HEADERS
   property_list_text.h
   property_list_writer.h
   readiness_thread.h
+  removal_helper.h
   retry.h
   sealed_memory.h
   service_notification.h

