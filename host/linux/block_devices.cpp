@@ -79,8 +79,8 @@ std::vector<BlockDevice> BlockDevices::listed(const std::string& path) const {
   std::error_code ended;
   for (fs::directory_iterator entry(path, ended), end; !ended && entry != end;
        entry.increment(ended)) {
-    const auto name = entry->path().filename().native();
-    if (auto device = entry->is_directory(ended) ? find(name) : std::nullopt) {
+    const bool isFile = entry->symlink_status(ended).type() == fs::file_type::regular;
+    if (auto device = isFile ? std::nullopt : find(entry->path().filename().native())) {
       devices.push_back(std::move(*device));
     }
   }
@@ -142,9 +142,10 @@ std::optional<std::string> BlockDevices::directory(std::string_view name) const 
   if (!isName(name)) {
     return std::nullopt;
   }
+  const fs::path links = fs::path(_sysfs) / "class/block";
   std::error_code missing;
-  const fs::path path = fs::canonical(fs::path(_sysfs) / "class/block" / name, missing);
-  return missing ? std::nullopt : std::optional(path.native());
+  const fs::path target = fs::read_symlink(links / name, missing);
+  return missing ? std::nullopt : std::optional((links / target).lexically_normal().native());
 }
 
 }  // namespace marrow
