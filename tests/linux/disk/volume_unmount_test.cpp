@@ -66,9 +66,7 @@ pid_t startProgram(const std::string& program, const std::string& directory) {
 TEST_P(VolumeUnmount, EndsAProcessThatListensToReason) {
   const auto path = mountIt();
   ChildProcess child([&] { return ::chdir(path.c_str()) == 0; });
-  const auto begin = std::chrono::steady_clock::now();
   EXPECT_TRUE(data->unmount(kForceAll, nullptr));
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(1900));
   EXPECT_EQ(child.endingSignal(), SIGTERM);
   EXPECT_TRUE(mountTargets(node).empty());
   EXPECT_FALSE(std::filesystem::exists(path));

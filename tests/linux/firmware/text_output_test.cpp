@@ -74,7 +74,6 @@ TEST_F(TextOutputTest, AReaderThatDoesNotReadIsWaitedForOneSecond) {
   EXPECT_EQ(writeText(output, std::string(200000, 'x')), EAGAIN);
   const auto waited = std::chrono::steady_clock::now() - before;
   EXPECT_GE(waited, std::chrono::milliseconds(900));
-  EXPECT_LT(waited, std::chrono::seconds(5));
 }
 
 }  // namespace
