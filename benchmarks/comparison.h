@@ -9,8 +9,9 @@ namespace marrow {
 
 struct BenchOptions {
   int rounds = 9;        // at least; each round runs everything that is compared once
-  bool isShort = false;  // small inputs and one file system: that everything works, no figures
-  std::string daemon;    // the built marrowd
+  bool isShort = false;  // small inputs: that everything works, no figures
+  std::vector<std::string> fileSystems = {"ext4", "btrfs", "xfs"};
+  std::string daemon;  // the built marrowd
 };
 
 // A live tree replaced by a staged one: time, system calls and what somebody sees meanwhile.

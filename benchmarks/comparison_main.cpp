@@ -19,6 +19,8 @@ int main(int argc, char** argv) {
   app.add_option("table", names, "replacement, switch, start, waiting; all of them without any");
   app.add_option("--rounds", options.rounds, "How often everything is run")
       ->check(CLI::Range(1, 1000));
+  app.add_option("--fs", options.fileSystems, "On these file systems: ext4, btrfs, xfs")
+      ->check(CLI::IsMember({"ext4", "btrfs", "xfs"}));
   app.add_flag("--short", options.isShort, "Small inputs: only to see that everything works");
   CLI11_PARSE(app, argc, argv);
   try {

@@ -120,8 +120,7 @@ void compareOn(const std::string& fileSystem, const BenchOptions& options) {
 }  // namespace
 
 void compareReplacements(const BenchOptions& options) {
-  const std::vector<std::string> all = {"ext4", "btrfs", "xfs"};
-  for (const auto& fileSystem : options.isShort ? std::vector<std::string>{"ext4"} : all) {
+  for (const auto& fileSystem : options.fileSystems) {
     compareOn(fileSystem, options);
   }
 }
