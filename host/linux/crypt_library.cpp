@@ -1,22 +1,16 @@
 #include "host/linux/crypt_library.h"
 
-#include <dlfcn.h>
+#include "host/linux/shared_library.h"
 
 namespace marrow {
 
 namespace {
 
-template <typename Function>
-bool findCryptFunction(void* library, const char* name, Function& function) {
-  function = reinterpret_cast<Function>(::dlsym(library, name));
-  return function != nullptr;
-}
-
 // Of libdevmapper, which the library brings: with a udev that lacks the rules for mapped devices, a
 // call that waits for it would have no end.
-void waitForNoUdev(void* library) {
+void waitForNoUdev(const SharedLibrary& library) {
   void (*setSyncSupport)(int) = nullptr;
-  if (findCryptFunction(library, "dm_udev_set_sync_support", setSyncSupport)) {
+  if (library.find("dm_udev_set_sync_support", setSyncSupport)) {
     setSyncSupport(0);
   }
 }
@@ -33,19 +27,17 @@ void keepComplaint(int level, const char* text, void* complaints) {
 }  // namespace
 
 bool CryptLibrary::load(const char* library) {
-  void* const crypt = ::dlopen(library, RTLD_NOW | RTLD_LOCAL);
-  const bool isWhole =
-      crypt != nullptr && findCryptFunction(crypt, "crypt_init", init) &&
-      findCryptFunction(crypt, "crypt_free", free) &&
-      findCryptFunction(crypt, "crypt_load", loadHeader) &&
-      findCryptFunction(crypt, "crypt_set_log_callback", setLogCallback) &&
-      findCryptFunction(crypt, "crypt_token_max", tokenMax) &&
-      findCryptFunction(crypt, "crypt_token_status", tokenStatus) &&
-      findCryptFunction(crypt, "crypt_token_json_get", tokenGet) &&
-      findCryptFunction(crypt, "crypt_token_json_set", tokenSet) &&
-      findCryptFunction(crypt, "crypt_activate_by_passphrase", activateByPassphrase) &&
-      findCryptFunction(crypt, "crypt_activate_by_token", activateByToken) &&
-      findCryptFunction(crypt, "crypt_deactivate_by_name", deactivateByName);
+  const SharedLibrary crypt(library);
+  const bool isWhole = crypt.find("crypt_init", init) && crypt.find("crypt_free", free) &&
+                       crypt.find("crypt_load", loadHeader) &&
+                       crypt.find("crypt_set_log_callback", setLogCallback) &&
+                       crypt.find("crypt_token_max", tokenMax) &&
+                       crypt.find("crypt_token_status", tokenStatus) &&
+                       crypt.find("crypt_token_json_get", tokenGet) &&
+                       crypt.find("crypt_token_json_set", tokenSet) &&
+                       crypt.find("crypt_activate_by_passphrase", activateByPassphrase) &&
+                       crypt.find("crypt_activate_by_token", activateByToken) &&
+                       crypt.find("crypt_deactivate_by_name", deactivateByName);
   if (isWhole) {
     waitForNoUdev(crypt);
   }

@@ -86,6 +86,7 @@ set(MARROW_LINUX_DISK_HEADERS
   mount_spaces.h
   mount_table.h
   partition_table.h
+  shared_library.h
   process_directories.h
   process_end.h
   registry_handles.h

@@ -19,9 +19,9 @@ namespace {
 
 // A link that is followed for the first time has that noted in it, which memory alone cannot answer
 // (EAGAIN); neither can it while the path changes. The mount itself, which has just begun, follows
-// it a moment later, and then memory can; on a machine that is busy the moment may be long.
+// it a moment later, and then memory can.
 constexpr std::array kPauses{std::chrono::milliseconds(1), std::chrono::milliseconds(10),
-                             std::chrono::milliseconds(100), std::chrono::milliseconds(1000)};
+                             std::chrono::milliseconds(100)};
 
 // openat2(2); the C library has no function for it.
 Descriptor openRemembered(const Descriptor& directory, const std::string& path,
