@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <fcntl.h>
 #include <functional>
 #include <future>
@@ -246,7 +247,15 @@ TEST_P(MountGateOfOneVolume, AsksAboutAnyVolumeAndTellsOfTheRefusedAlone) {
 
 // A link that is followed in the tick of the clock in which it was made has the kernel note that
 // again each time, which a look at what it remembers cannot.
-bool waitForTheNextTick() { return ::usleep(20'000) == 0; }
+bool waitForTheNextTick() {
+  timespec made{};
+  ::clock_gettime(CLOCK_REALTIME_COARSE, &made);
+  return waitUntil([&made] {
+    timespec now{};
+    ::clock_gettime(CLOCK_REALTIME_COARSE, &now);
+    return now.tv_sec != made.tv_sec || now.tv_nsec != made.tv_nsec;
+  });
+}
 
 TEST_P(MountGateOfOneVolume, KnowsTheVolumeByEveryNameOfItsNode) {
   const auto link = folder.at("link");
