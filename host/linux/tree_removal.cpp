@@ -28,10 +28,8 @@ namespace {
 // way back.
 constexpr std::size_t kOpenLevels = 6;
 
-struct CloseStream {
-  void operator()(DIR* stream) const { ::closedir(stream); }
-};
-using Stream = std::unique_ptr<DIR, CloseStream>;
+// The helper keeps the one open that it works in.
+using Stream = std::shared_ptr<DIR>;
 
 // Which directory it is, of all that exist at one time.
 struct Identity {
@@ -68,11 +66,12 @@ int openFolder(int folder, const char* name, std::uint64_t rules) {
 
 Stream openStream(int folder, const char* name, std::uint64_t rules) {
   Descriptor opened(openFolder(folder, name, rules));
-  Stream stream(opened ? ::fdopendir(opened.number()) : nullptr);
-  if (stream) {
-    opened.release();
+  DIR* const stream = opened ? ::fdopendir(opened.number()) : nullptr;
+  if (stream == nullptr) {
+    return nullptr;
   }
-  return stream;
+  opened.release();
+  return {stream, ::closedir};
 }
 
 // Some file systems do not tell in the listing what an entry is (readdir(3)).
@@ -135,8 +134,7 @@ void Removal::enterNext() {
 
 // The last folder is not worth it: there would be nothing to do but wait.
 bool Removal::giveAway(const Level& level, const std::string& name) {
-  if (_helper == nullptr || level.folders.empty() ||
-      !_helper->take(::dirfd(level.stream.get()), name)) {
+  if (_helper == nullptr || level.folders.empty() || !_helper->take(level.stream, name)) {
     return false;
   }
   _helped = _levels.size();

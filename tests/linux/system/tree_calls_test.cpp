@@ -47,6 +47,7 @@ TEST_F(TreeCallsTest, ARemovalMakesOneForEachNameAndThreeMoreForEachFolder) {
   EXPECT_EQ(calls[SYS_unlinkat], kFolders * kFilesInFolder + kFolders + 1);
   EXPECT_EQ(calls[SYS_openat2], kFolders + 1);
   EXPECT_EQ(calls[SYS_getdents64], 2 * (kFolders + 1));
+  EXPECT_EQ(calls[SYS_fcntl], 2 * (kFolders + 1));
   EXPECT_EQ(calls[SYS_statx], 0U);
   EXPECT_FALSE(std::filesystem::exists(folder.at("tree")));
 }
