@@ -123,8 +123,12 @@ void SweptMachine::freshenBaseSystem() const {
 }
 
 StartEnd SweptMachine::start(const DaemonTrace::AtStop& atStop) {
+  return start(StartPlan{.atStop = atStop, .calls = _choice.calls});
+}
+
+StartEnd SweptMachine::start(const StartPlan& plan) {
   freshenBaseSystem();
-  const DaemonTrace::Calls calls = atStop ? _choice.calls : DaemonTrace::Calls::kAll;
+  const DaemonTrace::Calls calls = plan.atStop ? plan.calls : DaemonTrace::Calls{};
   const MachineSettings settings{.view = {.root = _root,
                                           .firmware = _firmware.folder(),
                                           .console = _root / "dev/console",
@@ -132,14 +136,16 @@ StartEnd SweptMachine::start(const DaemonTrace::AtStop& atStop) {
                                           .onlyDisk = _disk.device().name()},
                                  .output = _root / kOutput,
                                  .refuseReboot = _choice.scenario.rebootRefused,
-                                 .beforeDaemon = [calls] { DaemonTrace::waitForTracer(calls); }};
+                                 .beforeDaemon = [calls] { DaemonTrace::waitForTracer(calls); },
+                                 .environment = plan.environment};
   StartEnd end;
   Machine machine(settings);
   const std::string processes = processNamespace(machine.process());
-  end.trace = DaemonTrace(machine, calls, atStop).run(kPatience);
+  end.trace = DaemonTrace(machine, calls, plan.atStop).run(kPatience);
   end.machine = machine.wait();
   end.leftovers = leftovers(processes, _disk.device().name());
   end.console = readFile(_root / "dev/console").value_or("");
+  end.log = readFile(_root / "dev/kmsg").value_or("") + readFile(_root / kOutput).value_or("");
   return end;
 }
 

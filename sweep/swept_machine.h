@@ -20,7 +20,16 @@ struct MachineChoice {
   rehearsal::FileSystem fileSystem = rehearsal::FileSystem::kExt4;
   // The program's bytes.
   std::string daemon;
-  DaemonTrace::Calls calls = DaemonTrace::Calls::kAll;
+  DaemonTrace::Calls calls{};
+};
+
+// What is done to the daemon during one start.
+struct StartPlan {
+  // Without it the daemon is not stopped.
+  DaemonTrace::AtStop atStop;
+  DaemonTrace::Calls calls;
+  // "NAME=VALUE", of the daemon and what it starts.
+  std::vector<std::string> environment{};
 };
 
 // How one start went.
@@ -28,6 +37,8 @@ struct StartEnd {
   TraceEnd trace;
   rehearsal::MachineEnd machine;
   std::string console;
+  // The kernel's log, in which the daemon's stands, and what it wrote to its standard output.
+  std::string log;
   // What it left on the machine that it ran on, see leftovers.h.
   std::vector<std::string> leftovers;
 };
@@ -38,6 +49,7 @@ class SweptMachine {
                rehearsal::Interruption& interruption);
 
   const rehearsal::Scenario& scenario() const { return _choice.scenario; }
+  DaemonTrace::Calls calls() const { return _choice.calls; }
   SweptDisk& disk() { return _disk; }
   const rehearsal::FirmwareStore& firmware() const { return _firmware; }
   const FirmwareCopy& firmwareBefore() const { return _firmwareBefore; }
@@ -54,6 +66,7 @@ class SweptMachine {
 
   // Starts it from a fresh base system. Returns when it has come to its end.
   StartEnd start(const DaemonTrace::AtStop& atStop);
+  StartEnd start(const StartPlan& plan);
 
   // Brings the firmware's variables to what a firmware would hold after an interruption.
   void settleFirmware();
