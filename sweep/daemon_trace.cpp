@@ -8,6 +8,7 @@
 #include <csignal>
 #include <filesystem>
 #include <string>
+#include <sys/personality.h>
 #include <sys/ptrace.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -97,6 +98,8 @@ pid_t nextWithNews() {
 }  // namespace
 
 void DaemonTrace::waitForTracer(Calls calls) {
+  // Each start has the same addresses.
+  ::personality(ADDR_NO_RANDOMIZE);
   ::raise(SIGSTOP);
   if (calls.kind == Calls::Kind::kChanges) {
     showOnlyChanges();

@@ -158,7 +158,7 @@ class DisturbedJudge {
 
   void judgeWords() {
     const auto lines = linesOf(_run.told);
-    const bool isTold = !std::ranges::includes(_run.usualLines, lines);
+    const bool isTold = hasNotBegun() || !std::ranges::includes(_run.usualLines, lines);
     for (const auto& [key, value] : _run.end) {
       if (!isTold && after(key) != value && !isOneOf(kSilent, key)) {
         complain(key, "was not done, and nobody was told");

@@ -3,8 +3,10 @@
 #include "rehearsal/problem.h"
 #include "rehearsal/rehearsal.h"
 #include "sweep/fail_sweep.h"
+#include "sweep/fill_sweep.h"
 #include "sweep/kill_sweep.h"
 #include "sweep/power_sweep.h"
+#include "sweep/starve_sweep.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -52,6 +54,10 @@ auto sweepOf(SweepKind kind) {
       return sweepPowerCuts;
     case SweepKind::kFail:
       return sweepFailures;
+    case SweepKind::kFill:
+      return sweepFullDisks;
+    case SweepKind::kStarve:
+      return sweepStarvation;
     case SweepKind::kKill:
       break;
   }

@@ -9,6 +9,7 @@
 #include "sweep/firmware_copy.h"
 #include "sweep/swept_disk.h"
 
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -21,6 +22,8 @@ struct MachineChoice {
   // The program's bytes.
   std::string daemon;
   DaemonTrace::Calls calls{};
+  // More files of the base system: what they hold, by their paths below its root.
+  std::map<std::string, std::string> files{};
 };
 
 // What is done to the daemon during one start.
@@ -50,6 +53,7 @@ class SweptMachine {
 
   const rehearsal::Scenario& scenario() const { return _choice.scenario; }
   DaemonTrace::Calls calls() const { return _choice.calls; }
+  const rehearsal::BootDisk& layout() const { return _disk.layout(); }
   SweptDisk& disk() { return _disk; }
   const rehearsal::FirmwareStore& firmware() const { return _firmware; }
   const FirmwareCopy& firmwareBefore() const { return _firmwareBefore; }
@@ -71,6 +75,7 @@ class SweptMachine {
   // Brings the firmware's variables to what a firmware would hold after an interruption.
   void settleFirmware();
 
+  // The migrator's log counts on the update volume when it is whole.
   rehearsal::Snapshot look() const;
 
   // Names, on the volumes that a run writes to, of files that it made for itself.
@@ -81,6 +86,7 @@ class SweptMachine {
   std::vector<std::string> baseSystemChanges() const;
 
  private:
+  bool isLogCutShort() const;
   void makeBaseSystem();
   void freshenBaseSystem() const;
   std::map<std::string, std::string> baseSystemFiles() const;
