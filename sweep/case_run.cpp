@@ -29,6 +29,7 @@ CaseRun::Disturbed CaseRun::disturb(const StartPlan& plan, const Disturbance& di
                    .machine = found.end.machine};
   add(judgeDisturbed(run, disturbance));
   found.outcome = outcomeOf(run);
+  found.traces = tracesOf(run);
   _scenario = afterCut(_scenario, run.before, run.after);
   return found;
 }

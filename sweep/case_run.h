@@ -24,7 +24,8 @@ class CaseRun {
   // the lines that an undisturbed run tells.
   struct Disturbed {
     StartEnd end;
-    Outcome outcome = Outcome::kUnnoticed;
+    Outcome outcome{};
+    std::string traces{};
   };
   Disturbed disturb(const StartPlan& plan, const Disturbance& disturbance,
                     const std::set<std::string>& usual);

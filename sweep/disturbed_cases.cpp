@@ -31,9 +31,8 @@ StartEnd DisturbedCases::learn(const StartPlan& plan) {
   _machine.putBack();
   const auto found = run.disturb(plan, {}, _usualLines);
   _usualLines.merge(linesOf(run.told()));
-  _last = found.outcome;
   if (!run.complaints().empty()) {
-    take({.name = "undisturbed", .number = 0, .row = "undisturbed"}, run);
+    take({.name = "undisturbed", .number = 0, .row = "undisturbed"}, run, found);
   }
   return found.end;
 }
@@ -67,8 +66,7 @@ bool DisturbedCases::isTried(const DisturbedCase& one) {
   }
   ++_fired;
   run.finish();
-  _last = found.outcome;
-  take(one, run);
+  take(one, run, found);
   return true;
 }
 
@@ -84,10 +82,12 @@ CaseRun::Disturbed DisturbedCases::disturb(const DisturbedCase& one, CaseRun& ru
   }
 }
 
-void DisturbedCases::take(const DisturbedCase& one, const CaseRun& run) {
+void DisturbedCases::take(const DisturbedCase& one, const CaseRun& run,
+                          const CaseRun::Disturbed& found) {
   _peakMemory = std::max(_peakMemory, run.peakMemory());
-  ++_table[one.row].at(static_cast<std::size_t>(_last));
-  _log.add(_series + ' ' + one.name, one.number, nameOf(_last), run.complaints());
+  ++_table[one.row].at(static_cast<std::size_t>(found.outcome));
+  const std::string traces = found.traces.empty() ? "" : " (" + found.traces + ')';
+  _log.add(_series + ' ' + one.name, one.number, nameOf(found.outcome) + traces, run.complaints());
   if (!run.complaints().empty()) {
     std::printf("%s", run.told().c_str());
   }

@@ -41,9 +41,6 @@ class DisturbedCases {
   // is tried three times, and has not been tried if it then met no trouble.
   void tryCase(const DisturbedCase& one);
 
-  // Whether the last case that was tried came to such an end.
-  bool cameTo(Outcome outcome) const { return _last == outcome; }
-
   void printTable() const;
 
   const std::string& series() const { return _series; }
@@ -51,7 +48,7 @@ class DisturbedCases {
  private:
   bool isTried(const DisturbedCase& one);
   CaseRun::Disturbed disturb(const DisturbedCase& one, CaseRun& run) const;
-  void take(const DisturbedCase& one, const CaseRun& run);
+  void take(const DisturbedCase& one, const CaseRun& run, const CaseRun::Disturbed& found);
   void printRow(const std::string& row, const std::array<std::size_t, 4>& counts) const;
 
   SweptMachine& _machine;
@@ -63,7 +60,6 @@ class DisturbedCases {
   std::size_t _fired = 0;
   std::size_t _notFired = 0;
   std::uint64_t _peakMemory = 0;
-  Outcome _last = Outcome::kUnnoticed;
 };
 
 }  // namespace marrow::sweep

@@ -236,6 +236,21 @@ Outcome outcomeOf(const DisturbedRun& run) {
                                                                   : Outcome::kToldAndDone;
 }
 
+std::string tracesOf(const DisturbedRun& run) {
+  std::string traces;
+  for (const auto& [key, value] : run.end) {
+    if (run.after.at(key) != value) {
+      traces += (traces.empty() ? "without " : ", ") + key;
+    }
+  }
+  for (const std::string& line : linesOf(run.told)) {
+    if (!run.usualLines.contains(line)) {
+      return traces + (traces.empty() ? "" : "; ") + '"' + line + '"';
+    }
+  }
+  return traces;
+}
+
 Complaints judgeDisturbed(const DisturbedRun& run, const Disturbance& disturbance) {
   return DisturbedJudge(run, disturbance).judge();
 }

@@ -45,6 +45,9 @@ struct DisturbedRun {
 
 Outcome outcomeOf(const DisturbedRun& run);
 
+// What is to be seen of it: what was not done, and the first line that is not told always.
+std::string tracesOf(const DisturbedRun& run);
+
 // Each live place is wholly old or wholly new, and while it is old, what is staged for it is whole.
 // No step that the machine's start depends on is done before those that it builds on. The metrics,
 // the log and the variables for the next boot are each as before or done. Nothing else has changed.
