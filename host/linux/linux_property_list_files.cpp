@@ -88,7 +88,7 @@ std::optional<PropertyListDictionary> LinuxPropertyListFiles::readDictionary(
     const std::string& path, ErrorSlot error) {
   const auto text = readText(path);
   if (!text) {
-    storeError(error, systemError(path));
+    tellUnreadable(path, error);
     return std::nullopt;
   }
   std::string problem;
@@ -97,6 +97,16 @@ std::optional<PropertyListDictionary> LinuxPropertyListFiles::readDictionary(
     storeError(error, malformedError(path, problem));
   }
   return dictionary;
+}
+
+// A caller without an error slot takes it as if there were none, which somebody should know of.
+void LinuxPropertyListFiles::tellUnreadable(const std::string& path, ErrorSlot error) {
+  const bool isThere = errno != ENOENT;
+  const ErrorRef problem = systemError(path);
+  if (error == nullptr && isThere) {
+    _log.log(LogLevel::error, problem->localizedDescription().value_or(path));
+  }
+  storeError(error, problem);
 }
 
 bool LinuxPropertyListFiles::writeDictionary(const PropertyListDictionary& dictionary,
