@@ -1,6 +1,8 @@
 #include "host/linux/linux_files.h"
 
+#include "host/linux/directory_entry.h"
 #include "host/linux/retry.h"
+#include "host/linux/strict_open.h"
 
 #include <array>
 #include <fcntl.h>
@@ -12,14 +14,17 @@ namespace marrow {
 
 namespace {
 
+constexpr mode_t kNewFileMode = 0644;
+
 int systemFlags(OpenFlags flags) {
-  constexpr std::array<std::pair<OpenFlags, int>, 6> kFlags = {{
+  constexpr std::array<std::pair<OpenFlags, int>, 7> kFlags = {{
       {OpenFlags::writeOnly, O_WRONLY},
       {OpenFlags::append, O_APPEND},
       {OpenFlags::noControllingTerminal, O_NOCTTY},
       {OpenFlags::nonBlocking, O_NONBLOCK},
       {OpenFlags::create, O_CREAT},
       {OpenFlags::truncate, O_TRUNC},
+      {OpenFlags::noFollow, O_NOFOLLOW},
   }};
   int combined = O_RDONLY | O_CLOEXEC;
   for (const auto& [flag, number] : kFlags) {
@@ -32,11 +37,42 @@ FileStatus fileStatus(const struct stat& status) {
   return {status.st_size, S_ISBLK(status.st_mode) || S_ISCHR(status.st_mode) ? status.st_rdev : 0};
 }
 
+// Whether a file of this status holds what is written to it for itself alone, or will not be
+// written to at all.
+bool isPlain(const struct stat& status) {
+  return S_ISDIR(status.st_mode) || (S_ISREG(status.st_mode) && status.st_nlink == 1);
+}
+
+// Where nothing is left at that place, or it cannot be removed, the open that follows tells.
+void makeWay(const DirectoryEntry& entry) {
+  struct stat status {};
+  if (::fstatat(entry.folder.number(), entry.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+      !isPlain(status)) {
+    ::unlinkat(entry.folder.number(), entry.name.c_str(), 0);
+  }
+}
+
+int createWithoutLinks(const std::string& path, OpenFlags flags) {
+  const DirectoryEntry entry = openDirectoryOf(path);
+  if (!entry.folder) {
+    return -1;
+  }
+  makeWay(entry);
+  return retryInterrupted([&] {
+    return ::openat(entry.folder.number(), entry.name.c_str(), systemFlags(flags) | O_NOFOLLOW,
+                    kNewFileMode);
+  });
+}
+
 }  // namespace
 
 int LinuxFiles::open(const std::string& path, OpenFlags flags) {
-  constexpr mode_t kMode = 0644;
-  return retryInterrupted([&] { return ::open(path.c_str(), systemFlags(flags), kMode); });
+  if (contains(flags, OpenFlags::noLinks)) {
+    return contains(flags, OpenFlags::create)
+               ? createWithoutLinks(path, flags)
+               : openWithoutLinks(path, systemFlags(flags)).release();
+  }
+  return retryInterrupted([&] { return ::open(path.c_str(), systemFlags(flags), kNewFileMode); });
 }
 
 int LinuxFiles::close(int descriptor) { return ::close(descriptor); }

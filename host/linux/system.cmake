@@ -34,6 +34,7 @@ set(MARROW_LINUX_SYSTEM_SOURCES
   service_notification.cpp
   socket_address.cpp
   staged_file.cpp
+  strict_open.cpp
   superseded_mark.cpp
   task_loop.cpp
   termination_guard.cpp
@@ -74,6 +75,7 @@ set(MARROW_LINUX_SYSTEM_HEADERS
   service_notification.h
   socket_address.h
   staged_file.h
+  strict_open.h
   superseded_mark.h
   task_loop.h
   termination_guard.h
