@@ -3,6 +3,7 @@
 #include "rehearsal/problem.h"
 #include "rehearsal/rehearsal.h"
 #include "sweep/kill_sweep.h"
+#include "sweep/planted_sweep.h"
 #include "sweep/power_sweep.h"
 
 #include <algorithm>
@@ -45,6 +46,12 @@ std::vector<Scenario> chosenScenarios(const SweepOptions& options) {
   return chosen;
 }
 
+auto sweepOf(SweepKind kind) {
+  return kind == SweepKind::kPower     ? sweepPowerCuts
+         : kind == SweepKind::kPlanted ? sweepPlanted
+                                       : sweepKills;
+}
+
 int sweep(const SweepOptions& options) {
   marrow::rehearsal::requireNamespaces();
   marrow::rehearsal::requireFileSystem(options.fileSystem);
@@ -53,8 +60,7 @@ int sweep(const SweepOptions& options) {
   const std::string daemon = readDaemon(options);
   const marrow::rehearsal::Workplace workplace;
   for (const Scenario& scenario : chosenScenarios(options)) {
-    (options.kind == SweepKind::kPower ? sweepPowerCuts : sweepKills)(options, scenario, daemon,
-                                                                      workplace, interruption, log);
+    sweepOf(options.kind)(options, scenario, daemon, workplace, interruption, log);
   }
   std::printf("%zu cases (%zu more passed before), %zu of them lost something.\n", log.cases(),
               log.doneBefore(), log.failures());

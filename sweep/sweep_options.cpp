@@ -12,7 +12,8 @@ using rehearsal::FileSystem;
 
 constexpr const char* kDescription =
     "Interrupts the real marrowd everywhere: `kill` at each system call of a run, `power` at each "
-    "write that reaches the disk. Each case is judged, run again to its end and judged again. Ends "
+    "write that reaches the disk. Each case is judged, run again to its end and judged again. "
+    "`planted` lets it meet what does not belong there. Ends "
     "with 0 when nothing was lost in any case, 1 when something was, 2 when it could not be tried.";
 
 const std::map<std::string, FileSystem> kFileSystems{
@@ -65,15 +66,20 @@ std::optional<SweepOptions> parseSweepOptions(int argc, const char* const* argv,
       ->check(CLI::PositiveNumber.description(""))
       ->type_name("K")
       ->capture_default_str();
-  addCaseOptions(*kill, options);
-  addCaseOptions(*power, options);
+  CLI::App* planted =
+      app.add_subcommand("planted", "Put links, pipes, devices and the like where files belong");
+  for (CLI::App* command : {kill, power, planted}) {
+    addCaseOptions(*command, options);
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     status = app.exit(error) == 0 ? 0 : 2;
     return std::nullopt;
   }
-  options.kind = power->parsed() ? SweepKind::kPower : SweepKind::kKill;
+  options.kind = power->parsed()     ? SweepKind::kPower
+                 : planted->parsed() ? SweepKind::kPlanted
+                                     : SweepKind::kKill;
   return options;
 }
 

@@ -122,8 +122,12 @@ void SweptMachine::freshenBaseSystem() const {
   }
 }
 
-StartEnd SweptMachine::start(const DaemonTrace::AtStop& atStop) {
+StartEnd SweptMachine::start(const DaemonTrace::AtStop& atStop,
+                             const std::function<void()>& prepare) {
   freshenBaseSystem();
+  if (prepare) {
+    prepare();
+  }
   const DaemonTrace::Calls calls = atStop ? _choice.calls : DaemonTrace::Calls::kAll;
   const MachineSettings settings{.view = {.root = _root,
                                           .firmware = _firmware.folder(),

@@ -9,6 +9,7 @@
 #include "sweep/firmware_copy.h"
 #include "sweep/swept_disk.h"
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -52,8 +53,12 @@ class SweptMachine {
   // See SweptDisk::attach(): the base system gets the other nodes.
   void attachDisk(int file);
 
-  // Starts it from a fresh base system. Returns when it has come to its end.
-  StartEnd start(const DaemonTrace::AtStop& atStop);
+  // Root of the base system, which each start makes afresh as far as a run changes it.
+  const std::filesystem::path& root() const { return _root; }
+
+  // Starts it from a fresh base system, in which `prepare` has changed something before. Returns
+  // when it has come to its end.
+  StartEnd start(const DaemonTrace::AtStop& atStop, const std::function<void()>& prepare = nullptr);
 
   // Brings the firmware's variables to what a firmware would hold after an interruption.
   void settleFirmware();
