@@ -6,6 +6,7 @@
 
 #include <array>
 #include <fcntl.h>
+#include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -31,6 +32,14 @@ int systemFlags(OpenFlags flags) {
     combined |= contains(flags, flag) ? number : 0;
   }
   return combined;
+}
+
+// As the watch tells of it.
+std::string flushOf(int descriptor) {
+  std::error_code gone;
+  const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+  return "the disk to take what is written below " +
+         std::filesystem::read_symlink(link, gone).native();
 }
 
 FileStatus fileStatus(const struct stat& status) {
@@ -90,6 +99,7 @@ int LinuxFiles::sync(int descriptor) {
 }
 
 int LinuxFiles::fullSync(int descriptor) {
+  const WaitWatch::Wait wait(_waits, [descriptor] { return flushOf(descriptor); });
   if (retryInterrupted([&] { return ::syncfs(descriptor); }) != 0) {
     return -1;
   }

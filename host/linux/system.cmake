@@ -4,6 +4,7 @@
 find_library(MARROW_PUGIXML libpugixml.a REQUIRED)
 
 set(MARROW_LINUX_SYSTEM_SOURCES
+  child_watch.cpp
   directory_entry.cpp
   file_metadata.cpp
   file_move.cpp
@@ -40,9 +41,11 @@ set(MARROW_LINUX_SYSTEM_SOURCES
   termination_guard.cpp
   text_cut.cpp
   tree_removal.cpp
+  wait_watch.cpp
   xml_text.cpp)
 
 set(MARROW_LINUX_SYSTEM_HEADERS
+  child_watch.h
   directory_entry.h
   errno_keeper.h
   file_metadata.h
@@ -82,6 +85,7 @@ set(MARROW_LINUX_SYSTEM_HEADERS
   unique_key.h
   text_cut.h
   tree_removal.h
+  wait_watch.h
   xml_text.h)
 
 set(MARROW_LINUX_SYSTEM_PRIVATE ${MARROW_PUGIXML})

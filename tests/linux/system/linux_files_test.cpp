@@ -2,6 +2,7 @@
 #include "host/linux/linux_files.h"
 
 #include "tests/contract/system/scratch_folder.h"
+#include "tests/linux/system/recorded_log.h"
 #include "tests/linux/system/text_files.h"
 
 #include <cerrno>
@@ -33,7 +34,9 @@ class LinuxFilesTest : public testing::Test {
   }
 
   ScratchFolder folder;
-  LinuxFiles files;
+  RecordedLog log;
+  WaitWatch waits{log};
+  LinuxFiles files{waits};
 };
 
 TEST_F(LinuxFilesTest, LeavesAFileAloneThatHasAnotherNameAsWell) {

@@ -56,7 +56,8 @@ TEST_F(TreeCallsTest, ASwapFlushesOnceBeforeTheExchangeAndOnceBehindIt) {
   makeTree("live");
   auto calls = systemCallsOf([this] {
     RecordedLog log;
-    check(LinuxFileTrees(log).swap(folder.at("staged"), folder.at("live")));
+    WaitWatch waits(log);
+    check(LinuxFileTrees(log, waits).swap(folder.at("staged"), folder.at("live")));
   });
   EXPECT_EQ(calls[SYS_syncfs], 1U);
   EXPECT_EQ(calls[SYS_renameat2], 1U);
