@@ -5,6 +5,7 @@
 #include "sweep/fail_sweep.h"
 #include "sweep/fill_sweep.h"
 #include "sweep/kill_sweep.h"
+#include "sweep/planted_sweep.h"
 #include "sweep/power_sweep.h"
 #include "sweep/starve_sweep.h"
 
@@ -58,6 +59,8 @@ auto sweepOf(SweepKind kind) {
       return sweepFullDisks;
     case SweepKind::kStarve:
       return sweepStarvation;
+    case SweepKind::kPlanted:
+      return sweepPlanted;
     case SweepKind::kKill:
       break;
   }

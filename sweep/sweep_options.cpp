@@ -14,7 +14,8 @@ constexpr const char* kDescription =
     "Interrupts the real marrowd everywhere: `kill` at each system call of a run, `power` at each "
     "write that reaches the disk; `fail` has each system call of the daemon fail, `fill` fills its "
     "volumes and the firmware, `starve` has its allocations fail. Each case is "
-    "judged, run again to its end and judged again. Ends "
+    "judged, run again to its end and judged again. `planted` lets it meet what does not belong "
+    "there. Ends "
     "with 0 when nothing was lost in any case, 1 when something was, 2 when it could not be tried.";
 
 const std::map<std::string, FileSystem> kFileSystems{
@@ -74,22 +75,23 @@ std::optional<SweepOptions> parseSweepOptions(int argc, const char* const* argv,
       ->check(CLI::PositiveNumber.description(""))
       ->type_name("K")
       ->capture_default_str();
-  addCaseOptions(*kill, options);
-  addCaseOptions(*fail, options);
-  addCaseOptions(*fill, options);
-  addCaseOptions(*starve, options);
-  addCaseOptions(*power, options);
+  CLI::App* planted =
+      app.add_subcommand("planted", "Put links, pipes, devices and the like where files belong");
+  for (CLI::App* command : {kill, fail, fill, starve, power, planted}) {
+    addCaseOptions(*command, options);
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     status = app.exit(error) == 0 ? 0 : 2;
     return std::nullopt;
   }
-  options.kind = power->parsed()    ? SweepKind::kPower
-                 : fail->parsed()   ? SweepKind::kFail
-                 : fill->parsed()   ? SweepKind::kFill
-                 : starve->parsed() ? SweepKind::kStarve
-                                    : SweepKind::kKill;
+  options.kind = power->parsed()     ? SweepKind::kPower
+                 : fail->parsed()    ? SweepKind::kFail
+                 : fill->parsed()    ? SweepKind::kFill
+                 : starve->parsed()  ? SweepKind::kStarve
+                 : planted->parsed() ? SweepKind::kPlanted
+                                     : SweepKind::kKill;
   return options;
 }
 

@@ -136,6 +136,9 @@ StartEnd SweptMachine::start(const DaemonTrace::AtStop& atStop) {
 
 StartEnd SweptMachine::start(const StartPlan& plan) {
   freshenBaseSystem();
+  if (plan.prepare) {
+    plan.prepare();
+  }
   const DaemonTrace::Calls calls = plan.atStop ? plan.calls : DaemonTrace::Calls{};
   const MachineSettings settings{.view = {.root = _root,
                                           .firmware = _firmware.folder(),

@@ -9,6 +9,7 @@
 #include "sweep/firmware_copy.h"
 #include "sweep/swept_disk.h"
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -29,10 +30,12 @@ struct MachineChoice {
 // What is done to the daemon during one start.
 struct StartPlan {
   // Without it the daemon is not stopped.
-  DaemonTrace::AtStop atStop;
-  DaemonTrace::Calls calls;
+  DaemonTrace::AtStop atStop{};
+  DaemonTrace::Calls calls{};
   // "NAME=VALUE", of the daemon and what it starts.
   std::vector<std::string> environment{};
+  // Changes the fresh base system before the daemon starts.
+  std::function<void()> prepare{};
 };
 
 // How one start went.
@@ -67,6 +70,9 @@ class SweptMachine {
 
   // See SweptDisk::attach(): the base system gets the other nodes.
   void attachDisk(int file);
+
+  // Root of the base system, which each start makes afresh as far as a run changes it.
+  const std::filesystem::path& root() const { return _root; }
 
   // Starts it from a fresh base system. Returns when it has come to its end.
   StartEnd start(const DaemonTrace::AtStop& atStop);

@@ -27,6 +27,10 @@ constexpr const char* kGoToGroup =
     "mount -n -t ext4 \"$1\" /run/volume\n"
     "cd /run/volume/*-*-*-*-*\n";
 
+const char* casesOf(const std::string& kind) {
+  return kind == "planted" ? "--to=13" : kind == "power" ? "--sample=50" : "--sample=24";
+}
+
 class BadDaemon : public testing::Test {
  protected:
   // Returns what the sweep wrote; it has to end with "something was lost".
@@ -43,8 +47,7 @@ class BadDaemon : public testing::Test {
       ::dup2(output.number(), STDOUT_FILENO);
       ::dup2(output.number(), STDERR_FILENO);
       ::execl(MARROW_SWEEP, "marrow-sweep", kind.c_str(), "--scenario", "booted-from-proposed",
-              "--sample", kind == "power" ? "50" : "24", "--daemon", daemon.c_str(), argument,
-              nullptr);
+              casesOf(kind), "--daemon", daemon.c_str(), argument, nullptr);
       ::_exit(127);
     }
     int status = 0;
@@ -57,6 +60,9 @@ class BadDaemon : public testing::Test {
   static const char* argumentFor(const std::string& kind) {
     if (kind == "fill") {
       return "--every=1";
+    }
+    if (kind == "planted") {
+      return "--from=13";  // a link in the place of the file that names the boot objects
     }
     return kind == "power" ? "--finish-every=1000" : "--changes";
   }
@@ -118,6 +124,13 @@ TEST_F(BadDaemon, IsSeenToUseUpWhatIsStagedToTouchTheBaseSystemAndNotToReboot) {
       sweep(std::string(kGoToGroup) + "rm -rf restore-staged\necho >/etc/left\nexit 0\n", "kill");
   EXPECT_THAT(output, HasSubstr("restore-staged is not whole any more, and its live place is old"));
   EXPECT_THAT(output, HasSubstr("/etc/left of the base system has changed"));
+  EXPECT_THAT(output, HasSubstr("came to \"no reboot, marrowd ended with status 0\""));
+}
+
+TEST_F(BadDaemon, IsSeenToWriteThroughALink) {
+  const std::string output =
+      sweep(std::string(kGoToGroup) + "echo new >boot/active\nsync\n", "planted");
+  EXPECT_THAT(output, testing::ContainsRegex("elsewhere/active was mode .* and is mode"));
   EXPECT_THAT(output, HasSubstr("came to \"no reboot, marrowd ended with status 0\""));
 }
 
