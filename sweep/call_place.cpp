@@ -122,12 +122,17 @@ std::string textOf(pid_t thread, std::uint64_t address) {
 // Without the number of a socket or a pipe.
 std::string withoutNumber(const std::string& target) { return target.substr(0, target.find(":[")); }
 
+// Processes, loop devices, groups, folders with random endings.
 std::string withoutChance(const std::string& text) {
-  static const std::regex kChance("(/proc/|/fd/|/task/|socket:|pipe:)[0-9]+");
-  static const std::regex kRandomEnd("(/mnt/[a-z0-9]+-)[A-Za-z0-9]{6}");
+  static const std::regex kNumber("(/proc/|/fd/|/task/|/block/|/char/|loop)[0-9]+(:[0-9]+)?");
+  static const std::regex kGroup("[0-9A-Fa-f]{8}(-[0-9A-Fa-f]{4}){3}-[0-9A-Fa-f]{12}(?=/|$)");
+  static const std::regex kRandomEnd("(/mnt/[a-z0-9*]+-)[A-Za-z0-9]{6}");
+  static const std::regex kObjects("/[0-9a-f]{10}(?=-new|-old)");
   static const std::regex kBlank("[ #]");
-  std::string same = std::regex_replace(text, kChance, "$1*");
+  std::string same = std::regex_replace(text, kNumber, "$1*");
+  same = std::regex_replace(same, kGroup, "*");
   same = std::regex_replace(same, kRandomEnd, "$1*");
+  same = std::regex_replace(same, kObjects, "/*");
   return std::regex_replace(same, kBlank, "_");
 }
 

@@ -1,6 +1,7 @@
 #include "host/linux/mount_remover.h"
 
 #include "host/linux/disk_error.h"
+#include "host/linux/retry.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -22,8 +23,9 @@ int plainUnmount(const MountSpace& space, const MountEntry& mount) {
 }
 
 int syncPath(const std::string& path) {
-  const Descriptor root(
-      ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW));
+  const Descriptor root(retryInterrupted([&] {
+    return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW);
+  }));
   return root && ::syncfs(root.number()) == 0 ? 0 : errno;
 }
 
@@ -58,13 +60,14 @@ ErrorRef hiddenError(const MountSpace& space, const MountEntry& mount) {
 
 ErrorRef MountRemover::remove(const MountSpace& space, const MountEntry& mount,
                               const UnmountOptions& options) const {
-  auto failure = tryRemove(space, mount, options);
+  bool isOurs = false;
+  auto failure = tryRemove(space, mount, options, isOurs);
   // An unmount reaches the copies of a mount in other places and namespaces too.
-  return failure && space.has(mount) ? failure : nullptr;
+  return isOurs || space.has(mount) ? failure : nullptr;
 }
 
 ErrorRef MountRemover::tryRemove(const MountSpace& space, const MountEntry& mount,
-                                 const UnmountOptions& options) const {
+                                 const UnmountOptions& options, bool& isOurs) const {
   if (auto failure = uncover(space, mount, options)) {
     return failure;
   }
@@ -84,6 +87,7 @@ ErrorRef MountRemover::tryRemove(const MountSpace& space, const MountEntry& moun
   if (errorNumber != 0) {
     return removeLocked(space, mount, options, errorNumber);
   }
+  isOurs = true;
   if (space.isOwn()) {
     _services.temporaryMounts.removeDirectory(mount.target);
   }

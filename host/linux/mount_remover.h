@@ -38,8 +38,9 @@ class MountRemover {
                   const UnmountOptions& options) const;
 
  private:
+  // Sets `isOurs` when it is this unmount by which the mount is gone.
   ErrorRef tryRemove(const MountSpace& space, const MountEntry& mount,
-                     const UnmountOptions& options) const;
+                     const UnmountOptions& options, bool& isOurs) const;
   ErrorRef removeLocked(const MountSpace& space, const MountEntry& mount,
                         const UnmountOptions& options, int errorNumber) const;
   ErrorRef uncover(const MountSpace& space, const MountEntry& mount,

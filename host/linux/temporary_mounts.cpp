@@ -1,10 +1,14 @@
 #include "host/linux/temporary_mounts.h"
 
+#include "host/linux/descriptor.h"
 #include "host/linux/disk_error.h"
+#include "host/linux/errno_keeper.h"
 #include "host/linux/file_system_probe.h"
+#include "host/linux/retry.h"
 
 #include <cerrno>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -57,16 +61,25 @@ bool setOwnFlags(const std::string& target, bool readOnly) {
   return false;
 }
 
+// Whether it is mounted in whatever namespace, or claimed (open(2), O_EXCL). Keeps errno.
+bool isInUse(const std::string& node) {
+  const ErrnoKeeper keeper;
+  const Descriptor claim(
+      retryInterrupted([&] { return ::open(node.c_str(), O_RDONLY | O_EXCL | O_CLOEXEC); }));
+  return !claim && errno == EBUSY;
+}
+
 // A file system that another mount namespace has mounted for writing cannot be read-only itself
-// (then EBUSY), but this mount of it can.
+// (then EBUSY), but this mount of it can. One that nobody has mounted is never mounted for writing
+// instead: the mount alone would change it.
 bool mountAs(const std::string& type, const std::string& node, const std::string& target,
              bool readOnly) {
   const auto mount = [&](bool alsoFileSystem) {
     return ::mount(node.c_str(), target.c_str(), type.c_str(), mountFlags(alsoFileSystem),
                    nullptr) == 0;
   };
-  return mount(readOnly) ||
-         (readOnly && errno == EBUSY && mount(false) && setOwnFlags(target, readOnly));
+  return mount(readOnly) || (readOnly && errno == EBUSY && isInUse(node) && mount(false) &&
+                             setOwnFlags(target, readOnly));
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include "tests/linux/disk/linux_disk_test.h"
+#include "tests/linux/system/failing_calls.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -38,6 +39,21 @@ TEST_F(TemporaryMount, SaysWhereNoMountPointCanBeMade) {
   EXPECT_FALSE(volume(disk.partition(1))->mountAtTemporaryPath({}, &error));
   ASSERT_NE(error, nullptr);
   EXPECT_EQ(error->code(), ENOTDIR);
+}
+
+// What is asked for read-only and seems to be in use, though nobody has it mounted.
+TEST_F(TemporaryMount, IsNotTriedForWritingWhereNobodyElseHasTheVolumeMounted) {
+  const LoopDisk disk({{kDataType, randomUUID(), "ext4"}});
+  failingCalls = FailingCalls();
+  failingCalls.mount = EBUSY;
+  ErrorRef error;
+  EXPECT_FALSE(volume(disk.partition(1))
+                   ->mountAtTemporaryPath({{DVLoamVolumeMountOptionReadOnly, true}}, &error));
+  const int attempts = failingCalls.mounts;
+  failingCalls = FailingCalls();
+  ASSERT_NE(error, nullptr);
+  EXPECT_EQ(error->code(), EBUSY);
+  EXPECT_EQ(attempts, 1);
 }
 
 }  // namespace

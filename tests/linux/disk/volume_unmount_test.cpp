@@ -1,5 +1,6 @@
 #include "tests/linux/disk/busy_unmount.h"
 #include "tests/linux/disk/linux_disk_test.h"
+#include "tests/linux/system/failing_calls.h"
 
 #include <array>
 #include <cerrno>
@@ -61,6 +62,19 @@ pid_t startProgram(const std::string& program, const std::string& directory) {
            program;
   }));
   return child;
+}
+
+TEST_P(VolumeUnmount, FailsWhereWhatWasChangedHasNotReachedTheDevice) {
+  mountIt();
+  failingCalls.syncfs = EIO;
+  ErrorRef error;
+  EXPECT_FALSE(data->unmount({}, &error));
+  failingCalls = FailingCalls();
+  ASSERT_NE(error, nullptr);
+  EXPECT_EQ(error->code(), EIO);
+  EXPECT_NE(error->localizedDescription()->find("Cannot write out what was changed in "),
+            std::string::npos);
+  EXPECT_TRUE(mountTargets(node).empty());
 }
 
 TEST_P(VolumeUnmount, EndsAProcessThatListensToReason) {

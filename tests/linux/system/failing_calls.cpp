@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <sys/mount.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -49,6 +50,17 @@ __attribute__((visibility("default"))) int renameat2(int fromFolder, const char*
     }
   }
   return static_cast<int>(::syscall(SYS_renameat2, fromFolder, from, toFolder, to, flags));
+}
+
+__attribute__((visibility("default"))) int mount(const char* source, const char* target,
+                                                 const char* type, unsigned long flags,
+                                                 const void* data) noexcept {
+  auto& calls = marrow::failingCalls;
+  ++calls.mounts;
+  if (calls.mount != 0) {
+    return marrow::fail(calls.mount);
+  }
+  return static_cast<int>(::syscall(SYS_mount, source, target, type, flags, data));
 }
 
 }  // extern "C"

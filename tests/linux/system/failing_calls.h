@@ -10,11 +10,13 @@ struct FailingCalls {
   int fsyncFrom = 1;  // counted from 1: the first call that fails
   int syncfs = 0;
   int renameExchange = 0;
+  int mount = 0;
 
   // How often each was called.
   int fsyncs = 0;
   int syncfses = 0;
   int exchanges = 0;
+  int mounts = 0;
 };
 
 extern FailingCalls failingCalls;
