@@ -5,6 +5,8 @@
 #include "sweep/kill_sweep.h"
 #include "sweep/planted_sweep.h"
 #include "sweep/power_sweep.h"
+#include "sweep/tool_sweep.h"
+#include "sweep/watched_sweep.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -49,6 +51,8 @@ std::vector<Scenario> chosenScenarios(const SweepOptions& options) {
 auto sweepOf(SweepKind kind) {
   return kind == SweepKind::kPower     ? sweepPowerCuts
          : kind == SweepKind::kPlanted ? sweepPlanted
+         : kind == SweepKind::kWatched ? sweepWatched
+         : kind == SweepKind::kTools   ? sweepTools
                                        : sweepKills;
 }
 

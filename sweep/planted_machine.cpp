@@ -70,10 +70,10 @@ void PlantedMachine::run(Thing thing, const PlantedPlace& place) {
   plantOnDisk(thing, place);
   const Volumes before = lookAtVolumes();
   const std::string othersBefore = digestOfOthers();
-  const StartEnd end = _machine.start(nullptr, [&] {
-    plantInBaseSystem(thing, place);
-    _baseSystemBefore = lookAtBaseSystem();
-  });
+  const StartEnd end = _machine.start(nullptr, {.prepare = [&] {
+                                        plantInBaseSystem(thing, place);
+                                        _baseSystemBefore = lookAtBaseSystem();
+                                      }});
   judgeEnd(end);
   for (const auto& [volume, after] : lookAtVolumes()) {
     std::ranges::move(compareInventories(volume, before.at(volume), after),

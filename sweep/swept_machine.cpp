@@ -59,7 +59,7 @@ bool isBelow(const std::string& path, const std::string& folder) {
 SweptMachine::SweptMachine(MachineChoice choice, const Workplace& workplace,
                            Interruption& interruption)
     : _choice(std::move(choice)),
-      _disk(_choice.scenario, _choice.fileSystem, workplace, interruption),
+      _disk(_choice.scenario, {_choice.fileSystem, _choice.treeSize}, workplace, interruption),
       _root(emptyFolder(workplace, "base-system")),
       _place(workplace.folder("volume")),
       _firmware(emptyFolder(workplace, "firmware")),
@@ -85,9 +85,14 @@ void SweptMachine::makeBaseSystem() {
   system.migrator.reset();
   installBaseSystem(system, _disk.nodes());
   if (present) {
-    writeFile(_root / machine_path::kMigrator, migratorScript(status), 0755);
+    setMigrator(migratorScript(status));
   }
   writeFile(_root / kOutput, "");
+  _baseSystemBefore = baseSystemFiles();
+}
+
+void SweptMachine::setMigrator(const std::string& script) {
+  writeFile(_root / machine_path::kMigrator, script, 0755);
   _baseSystemBefore = baseSystemFiles();
 }
 
@@ -122,11 +127,10 @@ void SweptMachine::freshenBaseSystem() const {
   }
 }
 
-StartEnd SweptMachine::start(const DaemonTrace::AtStop& atStop,
-                             const std::function<void()>& prepare) {
+StartEnd SweptMachine::start(const DaemonTrace::AtStop& atStop, const StartHooks& hooks) {
   freshenBaseSystem();
-  if (prepare) {
-    prepare();
+  if (hooks.prepare) {
+    hooks.prepare();
   }
   const DaemonTrace::Calls calls = atStop ? _choice.calls : DaemonTrace::Calls::kAll;
   const MachineSettings settings{.view = {.root = _root,
@@ -139,6 +143,9 @@ StartEnd SweptMachine::start(const DaemonTrace::AtStop& atStop,
                                  .beforeDaemon = [calls] { DaemonTrace::waitForTracer(calls); }};
   StartEnd end;
   Machine machine(settings);
+  if (hooks.started) {
+    hooks.started(machine.process());
+  }
   const std::string processes = processNamespace(machine.process());
   end.trace = DaemonTrace(machine, calls, atStop).run(kPatience);
   end.machine = machine.wait();

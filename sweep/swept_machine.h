@@ -22,6 +22,7 @@ struct MachineChoice {
   // The program's bytes.
   std::string daemon;
   DaemonTrace::Calls calls = DaemonTrace::Calls::kAll;
+  rehearsal::TreeSize treeSize = kSmallTree;
 };
 
 // How one start went.
@@ -33,6 +34,14 @@ struct StartEnd {
   std::vector<std::string> leftovers;
 };
 
+// What is done around a start, each where it is given.
+struct StartHooks {
+  // Changes something of the fresh base system.
+  std::function<void()> prepare{};
+  // Told the machine's first process before the daemon becomes its program.
+  std::function<void(pid_t)> started{};
+};
+
 class SweptMachine {
  public:
   SweptMachine(MachineChoice choice, const rehearsal::Workplace& workplace,
@@ -40,6 +49,7 @@ class SweptMachine {
 
   const rehearsal::Scenario& scenario() const { return _choice.scenario; }
   SweptDisk& disk() { return _disk; }
+  const SweptDisk& disk() const { return _disk; }
   const rehearsal::FirmwareStore& firmware() const { return _firmware; }
   const FirmwareCopy& firmwareBefore() const { return _firmwareBefore; }
   const rehearsal::Snapshot& before() const { return _before; }
@@ -50,15 +60,17 @@ class SweptMachine {
   // As before any run.
   void putBack();
 
+  // Puts a script in the migrator's place, for all starts from now on.
+  void setMigrator(const std::string& script);
+
   // See SweptDisk::attach(): the base system gets the other nodes.
   void attachDisk(int file);
 
   // Root of the base system, which each start makes afresh as far as a run changes it.
   const std::filesystem::path& root() const { return _root; }
 
-  // Starts it from a fresh base system, in which `prepare` has changed something before. Returns
-  // when it has come to its end.
-  StartEnd start(const DaemonTrace::AtStop& atStop, const std::function<void()>& prepare = nullptr);
+  // Starts it from a fresh base system. Returns when it has come to its end.
+  StartEnd start(const DaemonTrace::AtStop& atStop, const StartHooks& hooks = {});
 
   // Brings the firmware's variables to what a firmware would hold after an interruption.
   void settleFirmware();
