@@ -15,7 +15,8 @@ namespace {
 using rehearsal::MountedVolume;
 using rehearsal::TreeSize;
 
-constexpr std::uint64_t kBytesOfFile = 1024;
+// So many that a file system of that size has room for as many files.
+constexpr std::uint64_t kBytesOfFile = 8192;
 // Looks that begin too late see nothing of the exchange; as many runs in a row make no progress.
 constexpr int kMostIdleRuns = 5;
 
