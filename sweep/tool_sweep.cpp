@@ -27,13 +27,8 @@ struct BadTool {
 constexpr std::uint64_t kMemoryOfOutput = std::uint64_t{8} * 64 * 1024;
 
 constexpr std::array kTools{
-    BadTool{"writes 1 GiB", "yes | head -c 1073741824\n", "", kMemoryOfOutput},
-    BadTool{"writes 1 GiB without a line end", "head -c 1073741824 /dev/zero | tr '\\0' x\n", "",
-            kMemoryOfOutput},
     BadTool{"writes what is no text", "head -c 1000000 /dev/urandom\n", ""},
     BadTool{"writes control characters", "printf '\\033c\\033[2J\\007\\000\\r\\n%s%n'\n", ""},
-    BadTool{"floods the progress pipe with 2 GiB", "yes 50 | head -c 2147483648 >\"${10}\"\n", ""},
-    BadTool{"floods it without a line end", "head -c 536870912 /dev/zero >\"${10}\"\n", ""},
     BadTool{
         "reports half lines",
         "for i in 1 2 3 4 5 6 7 8 9; do printf $i >\"${10}\"; done\nprintf 99999999999999999999 "
@@ -59,6 +54,12 @@ constexpr std::array kTools{
     BadTool{"ends with 255", "", "exit 255\n"},
     BadTool{"opens a hundred processes",
             "i=0; while [ $i -lt 100 ]; do sleep 0.3 & i=$((i+1)); done\n", ""},
+    // What takes long stands at the end.
+    BadTool{"writes 1 GiB", "yes | head -c 1073741824\n", "", kMemoryOfOutput},
+    BadTool{"writes 1 GiB without a line end", "head -c 1073741824 /dev/zero | tr '\\0' x\n", "",
+            kMemoryOfOutput},
+    BadTool{"floods the progress pipe with 2 GiB", "yes 50 | head -c 2147483648 >\"${10}\"\n", ""},
+    BadTool{"floods it without a line end", "head -c 536870912 /dev/zero >\"${10}\"\n", ""},
     BadTool{"takes 25 seconds", "sleep 25\n", "", kMostMemory, "Waiting for loam_migrator ("}};
 
 std::string scriptOf(const BadTool& tool) {

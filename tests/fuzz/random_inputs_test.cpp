@@ -27,6 +27,9 @@ struct Fuzzer {
   int (*run)(const std::uint8_t*, std::size_t);
 };
 
+// For whoever lists the tests.
+void PrintTo(const Fuzzer& fuzzer, std::ostream* stream) { *stream << fuzzer.name; }
+
 const std::vector<Fuzzer> kFuzzers{
 #define X(name) {#name, fuzz_##name},
     MARROW_FUZZERS
