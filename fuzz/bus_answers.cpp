@@ -16,6 +16,7 @@ namespace {
 constexpr std::uint64_t kPatience = 1'000'000;  // microseconds
 
 std::string_view answers;
+std::string_view answersWithoutEnd;
 int buses = 0;
 int replies = 0;
 bool ready = false;
@@ -34,6 +35,7 @@ void expect(bool held, const char* what) {
 // From -128 to 127, as sd-bus answers: negative errno values, 0, or more. The text's end is the end
 // of the connection.
 int nextAnswer() {
+  answers = answers.empty() ? answersWithoutEnd : answers;
   if (answers.empty()) {
     return -ECONNRESET;
   }
@@ -49,8 +51,9 @@ int answerFor(const sd_bus* asked) {
 
 }  // namespace
 
-void setBusAnswers(const char* text, std::size_t size) {
+void setBusAnswers(const char* text, std::size_t size, std::size_t repeated) {
   answers = {text, size};
+  answersWithoutEnd = answers.substr(size - repeated);
   ready = false;
 }
 

@@ -37,7 +37,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const Answers answers;
   const std::string_view text = fuzzText(data, size);
   const int before = nextDescriptor();
-  answers.set(text.data(), text.size());
+  answers.set(text.data(), text.size(), 0);
   {
     errno = 0;
     const Descriptor lock = takeSleepInhibitor("/", {.what = "sleep", .who = "fuzz", .why = "fuzz"},
