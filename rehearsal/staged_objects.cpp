@@ -42,13 +42,17 @@ void makeObject(const std::filesystem::path& path, std::uint64_t bytes, std::uin
   }
 }
 
+std::filesystem::path objectPath(std::uint64_t number) {
+  return std::filesystem::path("extensions-" + std::to_string(number / kFilesInFolder)) /
+         ("object-" + std::to_string(number) + ".bin");
+}
+
 void makeTree(const std::filesystem::path& root, const TreeSize& size, std::uint64_t seed,
               Interruption& interruption) {
   std::filesystem::create_directories(root);
   for (std::uint64_t i = 0; i < size.files; ++i) {
     interruption.check();
-    const auto folder = root / ("extensions-" + std::to_string(i / kFilesInFolder));
-    const auto file = folder / ("object-" + std::to_string(i) + ".bin");
+    const auto file = root / objectPath(i);
     const std::uint64_t rest = i < size.bytes % size.files ? 1 : 0;
     makeObject(file, size.bytes / size.files + rest, seed * 1000003 + i);
     std::filesystem::permissions(file, std::filesystem::perms{i % 2 == 0 ? 0644U : 0600U});

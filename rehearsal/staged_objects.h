@@ -16,6 +16,9 @@ struct TreeSize {
 // The room in bytes that such a tree takes on a volume, folders and small files included.
 std::uint64_t roomOf(const TreeSize& size);
 
+// Where such a tree has its file of that number, counted from 0.
+std::filesystem::path objectPath(std::uint64_t number);
+
 // Makes a tree of `size.files` files that hold `size.bytes` bytes together, in folders of twenty,
 // with a symbolic link and two modes. Stops at an interruption.
 void makeTree(const std::filesystem::path& root, const TreeSize& size, std::uint64_t seed,

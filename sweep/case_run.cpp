@@ -56,7 +56,7 @@ StartEnd CaseRun::start(const StartPlan& plan) {
   if (end.trace.hung) {
     _complaints.emplace_back("the machine did not come to its end");
   }
-  if (end.trace.peakMemory >= kMostMemory) {
+  if (end.trace.peakMemory >= _mostMemory) {
     _complaints.push_back("the daemon took " + std::to_string(end.trace.peakMemory) + " KiB");
   }
   add(end.leftovers);

@@ -8,6 +8,8 @@
 #include "sweep/planted_sweep.h"
 #include "sweep/power_sweep.h"
 #include "sweep/starve_sweep.h"
+#include "sweep/tool_sweep.h"
+#include "sweep/watched_sweep.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -61,6 +63,10 @@ auto sweepOf(SweepKind kind) {
       return sweepStarvation;
     case SweepKind::kPlanted:
       return sweepPlanted;
+    case SweepKind::kWatched:
+      return sweepWatched;
+    case SweepKind::kTools:
+      return sweepTools;
     case SweepKind::kKill:
       break;
   }

@@ -142,11 +142,22 @@ PlantedMachine::Volumes PlantedMachine::lookAtVolumes() const {
   return volumes;
 }
 
+// Every byte; of xfs every file, because its log is written to also when it is mounted read-only,
+// as the daemon does with the data volume.
+std::string PlantedMachine::digestOf(const Partition& partition) const {
+  const auto node = _machine.disk().device().node(partition.number);
+  if (fileSystemOn(node) != nameOf(FileSystem::kXfs)) {
+    return rangeDigest(_machine.disk().image(), partition.start, partition.size);
+  }
+  const MountedVolume volume(node, _place, MountedVolume::Access::kReadOnly);
+  return treeDigest(volume.path()).value_or("");
+}
+
 std::string PlantedMachine::digestOfOthers() const {
   std::string digest;
   for (const Partition& partition : _machine.disk().layout().partitions) {
     if (std::ranges::find(kWritten, partition.type) == kWritten.end()) {
-      digest += rangeDigest(_machine.disk().image(), partition.start, partition.size);
+      digest += digestOf(partition);
     }
   }
   return digest + rangeDigest(_machine.disk().image(), 0, 1U << 20U);

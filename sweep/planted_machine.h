@@ -33,6 +33,7 @@ class PlantedMachine {
   void plantOnDisk(Thing thing, const PlantedPlace& place);
   void plantInBaseSystem(Thing thing, const PlantedPlace& place);
   Volumes lookAtVolumes() const;
+  std::string digestOf(const rehearsal::Partition& partition) const;
   std::string digestOfOthers() const;
   Inventory lookAtBaseSystem() const;
   void judgeEnd(const StartEnd& end);

@@ -15,7 +15,7 @@ constexpr const char* kDescription =
     "write that reaches the disk; `fail` has each system call of the daemon fail, `fill` fills its "
     "volumes and the firmware, `starve` has its allocations fail. Each case is "
     "judged, run again to its end and judged again. `planted` lets it meet what does not belong "
-    "there. Ends "
+    "there, `watched` looks on, `tools` has migrators that behave badly. Ends "
     "with 0 when nothing was lost in any case, 1 when something was, 2 when it could not be tried.";
 
 const std::map<std::string, FileSystem> kFileSystems{
@@ -77,7 +77,18 @@ std::optional<SweepOptions> parseSweepOptions(int argc, const char* const* argv,
       ->capture_default_str();
   CLI::App* planted =
       app.add_subcommand("planted", "Put links, pipes, devices and the like where files belong");
-  for (CLI::App* command : {kill, fail, fill, starve, power, planted}) {
+  CLI::App* watched =
+      app.add_subcommand("watched", "Look at the live trees all the while they are replaced");
+  watched->add_option("--files", options.files, "So many files in each tree")
+      ->check(CLI::PositiveNumber.description(""))
+      ->type_name("N")
+      ->capture_default_str();
+  watched->add_option("--looks", options.looks, "Run it until there were so many looks")
+      ->type_name("N")
+      ->capture_default_str();
+  CLI::App* tools =
+      app.add_subcommand("tools", "Put tools that behave badly in the migrator's place");
+  for (CLI::App* command : {kill, fail, fill, starve, power, planted, watched, tools}) {
     addCaseOptions(*command, options);
   }
   try {
@@ -91,6 +102,8 @@ std::optional<SweepOptions> parseSweepOptions(int argc, const char* const* argv,
                  : fill->parsed()    ? SweepKind::kFill
                  : starve->parsed()  ? SweepKind::kStarve
                  : planted->parsed() ? SweepKind::kPlanted
+                 : watched->parsed() ? SweepKind::kWatched
+                 : tools->parsed()   ? SweepKind::kTools
                                      : SweepKind::kKill;
   return options;
 }

@@ -4,13 +4,14 @@
 #include "rehearsal/file_systems.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace marrow::sweep {
 
-enum class SweepKind { kKill, kPower, kFail, kFill, kStarve, kPlanted };
+enum class SweepKind { kKill, kPower, kFail, kFill, kStarve, kPlanted, kWatched, kTools };
 
 struct SweepOptions {
   SweepKind kind = SweepKind::kKill;
@@ -32,6 +33,9 @@ struct SweepOptions {
   // that look alike one is run to its end.
   std::size_t subsets = 1;
   std::size_t finishEvery = 1;
+  // Of watched runs: how many files each tree has, and how often to look at least.
+  std::uint64_t files = 500;
+  std::uint64_t looks = 2000;
   // Takes a line for each case. Those that it holds already are not done again.
   std::string log;
   // Program; empty for the one beside this one.

@@ -20,13 +20,13 @@ using namespace rehearsal;
 constexpr std::size_t kBlock = 4096;
 
 void fillVolume(const std::filesystem::path& root, const Partition& partition,
-                const BootDisk& layout, Interruption& interruption) {
+                const BootDisk& layout, const TreeSize& size, Interruption& interruption) {
   if (partition.type == partition_type::kData || partition.type == partition_type::kSystem) {
     writeFile(root / "var/group", partition.name + '\n');
     return;
   }
-  installContent(root, partition, layout, kSmallTree, interruption);
-  stageUpdate(root, partition, layout, kSmallTree, interruption);
+  installContent(root, partition, layout, size, interruption);
+  stageUpdate(root, partition, layout, size, interruption);
 }
 
 // What file systems have filled with zeros becomes holes: each case copies it.
@@ -48,9 +48,9 @@ void copyWithoutZeros(int from, int to) {
 
 }  // namespace
 
-SweptDisk::SweptDisk(const Scenario& scenario, FileSystem kind, const Workplace& workplace,
-                     Interruption& interruption)
-    : _nodes(workplace.folder("nodes")), _layout(planDisk(kind, kSmallTree)) {
+SweptDisk::SweptDisk(const Scenario& scenario, const DiskContent& content,
+                     const Workplace& workplace, Interruption& interruption)
+    : _nodes(workplace.folder("nodes")), _layout(planDisk(content.kind, content.treeSize)) {
   const auto folder = workplace.folder("disks");
   _image = openFile(folder / "image", O_RDWR | O_CREAT | O_TRUNC);
   _prepared = openFile(folder / "prepared", O_RDWR | O_CREAT | O_TRUNC);
@@ -63,7 +63,7 @@ SweptDisk::SweptDisk(const Scenario& scenario, FileSystem kind, const Workplace&
     _layout.partitions = readPartitionTable(path);
   }
   attach(_image.number());
-  fill(scenario, kind, workplace.folder("volume"), interruption);
+  fill(scenario, content, workplace.folder("volume"), interruption);
   _device->waitUntilUnused();
   checked(::fsync(openFile(_device->diskNode(), O_RDONLY).number()), "write the disk");
   copyWithoutZeros(_image.number(), _prepared.number());
@@ -79,16 +79,16 @@ void SweptDisk::attach(int file) {
   _device = std::make_unique<LoopDevice>(file, _layout.partitions, _nodes);
 }
 
-void SweptDisk::fill(const Scenario& scenario, FileSystem kind, const std::filesystem::path& place,
-                     Interruption& interruption) {
+void SweptDisk::fill(const Scenario& scenario, const DiskContent& content,
+                     const std::filesystem::path& place, Interruption& interruption) {
   for (const Partition& partition : _layout.partitions) {
     if (partition.type == partition_type::kEfiSystem) {
       continue;
     }
-    makeFileSystem(kind, _device->node(partition.number));
+    makeFileSystem(content.kind, _device->node(partition.number));
     const MountedVolume volume(_device->node(partition.number), place,
                                MountedVolume::Access::kReadWrite);
-    fillVolume(volume.path(), partition, _layout, interruption);
+    fillVolume(volume.path(), partition, _layout, content.treeSize, interruption);
     if (partition.type == partition_type::kPreboot && !scenario.cookieKey.empty()) {
       writeCookie(cookieFile(volume.path(), _layout.group), scenario.cookieKey);
     }

@@ -20,10 +20,16 @@ namespace marrow::sweep {
 // The trees of boot objects are small, so that a case is cheap.
 inline constexpr rehearsal::TreeSize kSmallTree{.files = 6, .bytes = 24576};
 
+// What the volumes are made of.
+struct DiskContent {
+  rehearsal::FileSystem kind = rehearsal::FileSystem::kExt4;
+  rehearsal::TreeSize treeSize = kSmallTree;
+};
+
 class SweptDisk {
  public:
   // Everything is in memory: the image lies in the workplace. Throws Problem.
-  SweptDisk(const rehearsal::Scenario& scenario, rehearsal::FileSystem kind,
+  SweptDisk(const rehearsal::Scenario& scenario, const DiskContent& content,
             const rehearsal::Workplace& workplace, rehearsal::Interruption& interruption);
   ~SweptDisk();
   SweptDisk(const SweptDisk&) = delete;
@@ -50,7 +56,7 @@ class SweptDisk {
   std::vector<std::filesystem::path> nodes() const;
 
  private:
-  void fill(const rehearsal::Scenario& scenario, rehearsal::FileSystem kind,
+  void fill(const rehearsal::Scenario& scenario, const DiskContent& content,
             const std::filesystem::path& place, rehearsal::Interruption& interruption);
 
   const std::filesystem::path _nodes;

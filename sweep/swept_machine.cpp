@@ -63,7 +63,7 @@ bool isBelow(const std::string& path, const std::string& folder) {
 SweptMachine::SweptMachine(MachineChoice choice, const Workplace& workplace,
                            Interruption& interruption)
     : _choice(std::move(choice)),
-      _disk(_choice.scenario, _choice.fileSystem, workplace, interruption),
+      _disk(_choice.scenario, {_choice.fileSystem, _choice.treeSize}, workplace, interruption),
       _root(emptyFolder(workplace, "base-system")),
       _place(workplace.folder("volume")),
       _firmware(emptyFolder(workplace, "firmware")),
@@ -89,13 +89,18 @@ void SweptMachine::makeBaseSystem() {
   system.migrator.reset();
   installBaseSystem(system, _disk.nodes());
   if (present) {
-    writeFile(_root / machine_path::kMigrator, migratorScript(status), 0755);
+    setMigrator(migratorScript(status));
   }
   writeFile(_root / kOutput, "");
   for (const auto& [path, content] : _choice.files) {
     std::filesystem::create_directories((_root / path).parent_path());
     writeFile(_root / path, content, 0755);
   }
+  _baseSystemBefore = baseSystemFiles();
+}
+
+void SweptMachine::setMigrator(const std::string& script) {
+  writeFile(_root / machine_path::kMigrator, script, 0755);
   _baseSystemBefore = baseSystemFiles();
 }
 
@@ -151,6 +156,9 @@ StartEnd SweptMachine::start(const StartPlan& plan) {
                                  .environment = plan.environment};
   StartEnd end;
   Machine machine(settings);
+  if (plan.started) {
+    plan.started(machine.process());
+  }
   const std::string processes = processNamespace(machine.process());
   end.trace = DaemonTrace(machine, calls, plan.atStop).run(kPatience);
   end.machine = machine.wait();

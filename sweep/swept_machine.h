@@ -23,6 +23,7 @@ struct MachineChoice {
   // The program's bytes.
   std::string daemon;
   DaemonTrace::Calls calls{};
+  rehearsal::TreeSize treeSize = kSmallTree;
   // More files of the base system: what they hold, by their paths below its root.
   std::map<std::string, std::string> files{};
 };
@@ -36,6 +37,8 @@ struct StartPlan {
   std::vector<std::string> environment{};
   // Changes the fresh base system before the daemon starts.
   std::function<void()> prepare{};
+  // Told the machine's first process before the daemon becomes its program.
+  std::function<void(pid_t)> started{};
 };
 
 // How one start went.
@@ -58,6 +61,7 @@ class SweptMachine {
   DaemonTrace::Calls calls() const { return _choice.calls; }
   const rehearsal::BootDisk& layout() const { return _disk.layout(); }
   SweptDisk& disk() { return _disk; }
+  const SweptDisk& disk() const { return _disk; }
   const rehearsal::FirmwareStore& firmware() const { return _firmware; }
   const FirmwareCopy& firmwareBefore() const { return _firmwareBefore; }
   const rehearsal::Snapshot& before() const { return _before; }
@@ -67,6 +71,9 @@ class SweptMachine {
 
   // As before any run.
   void putBack();
+
+  // Puts a script in the migrator's place, for all starts from now on.
+  void setMigrator(const std::string& script);
 
   // See SweptDisk::attach(): the base system gets the other nodes.
   void attachDisk(int file);

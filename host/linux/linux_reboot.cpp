@@ -12,11 +12,6 @@
 
 namespace marrow {
 
-LinuxReboot::SystemCalls LinuxReboot::kernelCalls() { return {::sync, ::reboot}; }
-
-LinuxReboot::LinuxReboot(BootLoaderEntries& entries, LogHandle& log)
-    : LinuxReboot(entries, log, Paths{}) {}
-
 LinuxReboot::LinuxReboot(BootLoaderEntries& entries, LogHandle& log, Paths paths, SystemCalls calls)
     : _entries(entries), _log(log), _paths(std::move(paths)), _calls(std::move(calls)) {}
 

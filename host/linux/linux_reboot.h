@@ -22,11 +22,8 @@ class LinuxReboot final : public Reboot {
     std::function<void()> sync;
     std::function<int(int)> reboot;
   };
-  static SystemCalls kernelCalls();
 
-  LinuxReboot(BootLoaderEntries& entries, LogHandle& log);
-  LinuxReboot(BootLoaderEntries& entries, LogHandle& log, Paths paths,
-              SystemCalls calls = kernelCalls());
+  LinuxReboot(BootLoaderEntries& entries, LogHandle& log, Paths paths, SystemCalls calls);
 
   // kRebootFull alone; any other flag word is EINVAL. The boot loader's choice for one time is
   // forgotten when it means the entry that was booted: a loader that did not forget it by itself

@@ -89,10 +89,10 @@ int BusConnection::begin(const std::string& address) {
 int BusConnection::waitUntilReady() {
   int status = 0;
   while (status >= 0 && (status = _library.isReady(_bus)) == 0) {
-    status = _library.process(_bus, nullptr);
+    const std::uint64_t left = timeLeft();
+    status = left == 0 ? -ETIMEDOUT : _library.process(_bus, nullptr);
     if (status == 0) {
-      const std::uint64_t left = timeLeft();
-      status = left == 0 ? -ETIMEDOUT : _library.wait(_bus, left);
+      status = _library.wait(_bus, left);
     }
     if (status == -EINTR) {
       status = 0;

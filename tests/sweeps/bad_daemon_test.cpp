@@ -28,7 +28,10 @@ constexpr const char* kGoToGroup =
     "cd /run/volume/*-*-*-*-*\n";
 
 const char* casesOf(const std::string& kind) {
-  return kind == "planted" ? "--to=13" : kind == "power" ? "--sample=50" : "--sample=24";
+  return kind == "planted"   ? "--to=13"
+         : kind == "watched" ? "--looks=100"
+         : kind == "power"   ? "--sample=50"
+                             : "--sample=24";
 }
 
 class BadDaemon : public testing::Test {
@@ -63,6 +66,9 @@ class BadDaemon : public testing::Test {
     }
     if (kind == "planted") {
       return "--from=13";  // a link in the place of the file that names the boot objects
+    }
+    if (kind == "watched") {
+      return "--files=100";
     }
     return kind == "power" ? "--finish-every=1000" : "--changes";
   }
@@ -132,6 +138,31 @@ TEST_F(BadDaemon, IsSeenToWriteThroughALink) {
       sweep(std::string(kGoToGroup) + "echo new >boot/active\nsync\n", "planted");
   EXPECT_THAT(output, testing::ContainsRegex("elsewhere/active was mode .* and is mode"));
   EXPECT_THAT(output, HasSubstr("came to \"no reboot, marrowd ended with status 0\""));
+}
+
+// Where the daemon mounts its volumes, and slowly enough to be looked at.
+constexpr const char* kGoToGroupSlowly =
+    "#!/bin/sh\n"
+    "set -- /dev/loop*p2\n"
+    "mkdir -p /run/marrow/mnt/volume\n"
+    "mount -n -t ext4 \"$1\" /run/marrow/mnt/volume\n"
+    "cd /run/marrow/mnt/volume/*-*-*-*-*\n"
+    "sleep 0.3\n";
+
+TEST_F(BadDaemon, IsSeenByWatchersToLeaveNoLiveTree) {
+  EXPECT_THAT(sweep(std::string(kGoToGroupSlowly) +
+                        "mv morrel1/current morrel1/old\nsleep 0.2\nmv morrel1/proposed "
+                        "morrel1/current\nsleep 0.2\n",
+                    "watched"),
+              testing::ContainsRegex("[0-9]+ looks found morrel1/current missing"));
+}
+
+TEST_F(BadDaemon, IsSeenByWatchersToMixTrees) {
+  EXPECT_THAT(sweep(std::string(kGoToGroupSlowly) +
+                        "cp -a morrel1/proposed/extensions-0/. morrel1/current/extensions-0\nsleep "
+                        "0.2\n",
+                    "watched"),
+              testing::ContainsRegex("[0-9]+ looks found morrel1/current mixed"));
 }
 
 TEST_F(BadDaemon, IsSeenToTakeMuchMemory) {

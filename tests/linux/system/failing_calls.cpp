@@ -34,6 +34,9 @@ __attribute__((visibility("default"))) int fsync(int descriptor) {
 __attribute__((visibility("default"))) int syncfs(int descriptor) noexcept {
   auto& calls = marrow::failingCalls;
   ++calls.syncfses;
+  if (calls.duringSyncfs) {
+    calls.duringSyncfs();
+  }
   if (calls.syncfs != 0) {
     return marrow::fail(calls.syncfs);
   }

@@ -2,6 +2,8 @@
 // stand in front of the C library's and hand on what is not to fail.
 #pragma once
 
+#include <functional>
+
 namespace marrow {
 
 // The errno value that each call fails with; 0 hands it on. One thread sets and calls.
@@ -11,6 +13,9 @@ struct FailingCalls {
   int syncfs = 0;
   int renameExchange = 0;
   int mount = 0;
+
+  // Runs inside of each syncfs(2), which takes as long; where it is empty nothing does.
+  std::function<void()> duringSyncfs{};
 
   // How often each was called.
   int fsyncs = 0;

@@ -1,9 +1,11 @@
 // Waits without a limit, and what the log tells of them.
 #include "host/linux/wait_watch.h"
 
+#include "host/linux/linux_file_trees.h"
 #include "host/linux/linux_files.h"
 #include "host/linux/linux_task_launcher.h"
 #include "tests/contract/system/scratch_folder.h"
+#include "tests/linux/system/failing_calls.h"
 #include "tests/linux/system/recorded_log.h"
 
 #include <algorithm>
@@ -90,6 +92,35 @@ TEST_F(WaitWatchTest, ServesManyThreads) {
   for (std::thread& thread : threads) {
     thread.join();
   }
+}
+
+class SlowFlush : public WaitWatchTest {
+ protected:
+  ~SlowFlush() override { failingCalls = {}; }
+
+  // Each flush takes until the log was told of it.
+  void untilTold(const std::string& pattern) {
+    failingCalls.duringSyncfs = [this, pattern] { expectTold(pattern); };
+  }
+
+  const ScratchFolder folder;
+};
+
+TEST_F(SlowFlush, OfAVolumeIsNamed) {
+  LinuxFiles files(watch);
+  untilTold("^Waiting for the disk to take what is written below " + folder.path() + ", for ");
+  const int opened = files.open(folder.path(), OpenFlags::readOnly);
+  EXPECT_EQ(files.fullSync(opened), 0);
+  EXPECT_EQ(files.close(opened), 0);
+  EXPECT_TRUE(isTold("^Waited for the disk to take .*: it took [0-9]+ seconds\\.$"));
+}
+
+TEST_F(SlowFlush, OfWhatIsStagedIsNamed) {
+  LinuxFileTrees trees(log, watch);
+  std::filesystem::create_directories(folder.at("staged"));
+  std::filesystem::create_directories(folder.at("live"));
+  untilTold("^Waiting for the disk to take " + folder.at("staged") + " before it is installed, ");
+  EXPECT_EQ(trees.swap(folder.at("staged"), folder.at("live")), 0);
 }
 
 class AwaitedProgram : public WaitWatchTest {
