@@ -41,9 +41,9 @@ class DiskThatComesLate : public LinuxDiskTest, public testing::WithParamInterfa
   }
 
   std::string nameOf(const RegistryEntry& entry) {
-    const auto name = live.deviceRegistry().property(entry.handle(), "BSD Name");
-    const auto* text = name ? name->as<std::string>() : nullptr;
-    return text != nullptr ? *text : std::string();
+    const auto text = live.deviceRegistry().property(entry.handle(), "BSD Name");
+    const auto* found = text ? text->as<std::string>() : nullptr;
+    return found != nullptr ? *found : std::string();
   }
 
   std::future<void> startWaitingForQuiet() {
