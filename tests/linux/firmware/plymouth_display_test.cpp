@@ -5,9 +5,12 @@
 #include "tests/linux/firmware/plymouth_machine.h"
 #include "tests/linux/firmware/recorded_log.h"
 
+#include <cerrno>
 #include <cmath>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <limits>
 #include <linux/kd.h>
 #include <thread>
@@ -72,6 +75,18 @@ TEST_F(PlymouthDisplayTest, WhereNoSplashIsThereIsTheBarAlone) {
   client->setProgress(1.0F, true);
   EXPECT_EQ(bar(), "1%\n");
   EXPECT_THAT(log.texts(), IsEmpty());
+}
+
+std::ptrdiff_t countDescriptors() {
+  const std::filesystem::directory_iterator all("/proc/self/fd");
+  return std::distance(begin(all), end(all));
+}
+
+TEST_F(PlymouthDisplayTest, WhereNoSplashIsNoDescriptorIsHeldForIt) {
+  const auto before = countDescriptors();
+  PlymouthConnection connection;
+  EXPECT_EQ(connection.open(splash), ECONNREFUSED);
+  EXPECT_EQ(countDescriptors(), before);
 }
 
 TEST_F(PlymouthDisplayTest, ASplashThatDiesLeavesTheTerminalToTheBar) {
