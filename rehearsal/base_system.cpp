@@ -77,7 +77,7 @@ void installTopFolder(const std::filesystem::path& root, const std::string& name
 
 }  // namespace
 
-// The tool stands behind a few words of shell where it is to be given something or to fail.
+// The tool stands behind a few words of shell, which say what else there is to do.
 void installMigrator(const BaseSystem& system) {
   const std::string path = system.root / machine_path::kMigrator;
   if (!system.migrator) {
@@ -85,7 +85,8 @@ void installMigrator(const BaseSystem& system) {
     return;
   }
   writeFile(path + ".tool", *system.migrator, kProgram);
-  std::string script = "#!/bin/sh\n\"$0.tool\" " + system.migratorArguments + " \"$@\"\n";
+  std::string script = "#!/bin/sh\n" + system.beforeMigrator + "\n\"$0.tool\" " +
+                       system.migratorArguments + " \"$@\"\n";
   if (system.migratorStatus) {
     script += "exit " + std::to_string(*system.migratorStatus) + "\n";
   }

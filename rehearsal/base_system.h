@@ -20,6 +20,8 @@ struct BaseSystem {
   // What stands before the migrator's own arguments, or a status that it always ends with.
   std::string migratorArguments{};
   std::optional<int> migratorStatus{};
+  // A command of the shell that runs to its end before the migrator does.
+  std::string beforeMigrator{};
   bool internalBuild = false;
   std::string group;
   std::string bootObjectsPath;

@@ -105,6 +105,19 @@ std::vector<Scenario> simulatedScenarios() {
   return {error, skip, exercise, panic};
 }
 
+std::vector<Scenario> baseSystemScenarios() {
+  Scenario splash = describe("boot-splash", "The base system has plymouth for a boot splash.",
+                             "The splash shows how far the upgrade is; all is done.");
+  splash.onlyOn = Stage::kVirtualMachine;
+  splash.bootSplash = true;
+  Scenario mounts =
+      describe("mounts-tried", "Another service tries to mount the data volume meanwhile.",
+               "Each try is refused, and told of with the process that tried; all is done.");
+  mounts.onlyOn = Stage::kVirtualMachine;
+  mounts.mountsTried = true;
+  return {splash, mounts};
+}
+
 std::vector<Scenario> endScenarios() {
   Scenario refused = describe("reboot-refused", "The kernel refuses the reboot with EPERM.",
                               "All is done, and marrowd ends with status 1, which is EPERM.");
@@ -129,7 +142,7 @@ const std::vector<Scenario>& scenarios() {
   static const std::vector<Scenario> kScenarios = [] {
     std::vector<Scenario> all;
     for (auto group : {bootScenarios, migratorScenarios, volumeScenarios, cookieScenarios,
-                       simulatedScenarios, endScenarios}) {
+                       simulatedScenarios, baseSystemScenarios, endScenarios}) {
       std::ranges::move(group(), std::back_inserter(all));
     }
     return all;

@@ -43,6 +43,10 @@ struct Scenario {
   bool entryMissing = false;
   // The data volume is encrypted, and a key stashed in its header.
   bool encryptedData = false;
+  // The base system has a boot splash, plymouth.
+  bool bootSplash = false;
+  // While the migrator runs, somebody else tries to mount the data volume.
+  bool mountsTried = false;
   bool rebootRefused = false;
   bool powerCut = false;
   // The new system starts the base system once more.

@@ -68,11 +68,12 @@ void LinuxProgressDisplay::Client::setProgress(float percentage, bool /*animate*
     return;
   }
   const int whole = static_cast<int>(std::clamp(percentage, 0.0F, 100.0F));
-  if (whole > _percentage) {
-    _percentage = whole;
-    show();
-  } else if (_stage == Stage::bar) {
+  const bool rises = whole > _percentage;
+  _percentage = std::max(_percentage, whole);
+  if (_stage == Stage::bar && !rises) {
     _bar.redraw(_percentage);
+  } else {
+    show();
   }
 }
 
@@ -106,6 +107,8 @@ void LinuxProgressDisplay::Client::bringUpBar() {
   }
 }
 
+// The splash is told also what it has been told before: while it has no screen yet, which may take
+// it seconds after the daemon began, it keeps no percentage for later.
 void LinuxProgressDisplay::Client::show() {
   if (_percentage == kNothingYet) {
     return;

@@ -52,7 +52,12 @@ int PlymouthConnection::open(const std::string& address) {
   const int status = retryInterrupted([&] {
     return ::connect(_socket.number(), reinterpret_cast<const sockaddr*>(&place), length);
   });
-  return status == 0 ? request(kPing) : failedWait();
+  if (status != 0) {
+    const int failure = failedWait();
+    _socket.reset();
+    return failure;
+  }
+  return request(kPing);
 }
 
 int PlymouthConnection::showSystemUpgrade() {

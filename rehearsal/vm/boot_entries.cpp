@@ -19,8 +19,8 @@ std::string entry(const std::string& title, const std::vector<std::string>& init
 
 LoaderFile agentEntry(const std::string& name, const std::string& title,
                       const std::string& system) {
-  return {"loader/entries/" + name,
-          entry(title, {efi_path::kAgentSystem, efi_path::kAgentPlan}, "marrow_vm=" + system)};
+  return {"loader/entries/" + name, entry(title, {efi_path::kAgentSystem, efi_path::kAgentPlan},
+                                          std::string(kQuietWords) + " marrow_vm=" + system)};
 }
 
 }  // namespace

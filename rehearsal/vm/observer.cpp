@@ -48,7 +48,7 @@ while look; do
   [ "$descriptors" -gt "$most_descriptors" ] && most_descriptors=$descriptors grown=yes
   [ "$resident" -gt "$most_resident" ] && most_resident=$resident grown=yes
   [ -z "$grown" ] || echo "observer: threads $most_threads descriptors $most_descriptors" \
-    "resident $most_resident" >/dev/console
+    "resident $most_resident" >/dev/ttyS0 # a splash takes what is written to the console
   sleep 0.05
 done 2>/dev/null
 )";

@@ -12,7 +12,7 @@ constexpr std::size_t kCellWidth = 8;
 constexpr std::size_t kCellHeight = 16;
 // A "#" of the console's font has about 40 lit points, a "." about 4.
 constexpr int kFullCell = 20;
-constexpr int kLitFrom = 128;
+constexpr std::uint8_t kLitFrom = 128;
 constexpr unsigned kMostLight = 255;
 constexpr std::size_t kLongestHead = 64;
 
@@ -23,7 +23,7 @@ Cell cellAt(const Picture& picture, std::size_t column, std::size_t row) {
   for (std::size_t y = 0; y < kCellHeight; ++y) {
     unsigned bits = 0;
     for (std::size_t x = 0; x < kCellWidth; ++x) {
-      const bool lit = picture.at(column * kCellWidth + x, row * kCellHeight + y);
+      const bool lit = picture.at(column * kCellWidth + x, row * kCellHeight + y) >= kLitFrom;
       bits = bits * 2 + (lit ? 1U : 0U);
     }
     cell[y] = static_cast<std::uint8_t>(bits);
@@ -58,6 +58,28 @@ std::optional<int> barIn(const std::vector<Cell>& cells, std::size_t begin) {
   return static_cast<int>(full * 100 / static_cast<std::ptrdiff_t>(kBarCells));
 }
 
+// Colours of the theme's bar (spinner.plymouth).
+constexpr std::uint8_t kSplashWhite = 0xff;
+constexpr std::uint8_t kSplashGrey = 0x60;
+// The bar is a little higher; a line that happens to look like it is one point high.
+constexpr std::size_t kSplashBarRows = 3;
+
+// How many points of the strip that begins there are white; nothing when it is no bar.
+std::optional<std::size_t> whiteOfStrip(const Picture& picture, std::size_t x, std::size_t y) {
+  const auto first = picture.light.begin() + static_cast<std::ptrdiff_t>(y * picture.width + x);
+  const auto end = first + kSplashBarWidth;
+  const auto grey = std::find_if(first, end, [](auto light) { return light != kSplashWhite; });
+  const bool isBar = *(first - 1) == 0 && *end == 0 &&
+                     std::all_of(grey, end, [](auto light) { return light == kSplashGrey; });
+  return isBar ? std::optional(static_cast<std::size_t>(grey - first)) : std::nullopt;
+}
+
+bool isSplashBar(const Picture& picture, std::size_t x, std::size_t y) {
+  const auto white = whiteOfStrip(picture, x, y);
+  return white && whiteOfStrip(picture, x, y + 1) == white &&
+         whiteOfStrip(picture, x, y + kSplashBarRows - 1) == white;
+}
+
 }  // namespace
 
 std::optional<Picture> pictureFrom(std::string_view ppm) {
@@ -78,7 +100,7 @@ std::optional<Picture> pictureFrom(std::string_view ppm) {
     const auto value =
         std::max({static_cast<unsigned char>(points[i]), static_cast<unsigned char>(points[i + 1]),
                   static_cast<unsigned char>(points[i + 2])});
-    picture.lit.push_back(value >= kLitFrom);
+    picture.light.push_back(value);
   }
   return picture;
 }
@@ -94,6 +116,21 @@ std::optional<int> barOn(const Picture& picture) {
       if (const std::optional<int> bar = barIn(cells, begin)) {
         return bar;
       }
+    }
+  }
+  return std::nullopt;
+}
+
+// It stands in the middle.
+std::optional<int> splashBarOn(const Picture& picture) {
+  if (picture.width < kSplashBarWidth + 2) {
+    return std::nullopt;
+  }
+  const std::size_t x = (picture.width - kSplashBarWidth) / 2;
+  for (std::size_t y = 0; y + kSplashBarRows < picture.height; ++y) {
+    if (isSplashBar(picture, x, y)) {
+      const std::size_t white = *whiteOfStrip(picture, x, y);
+      return static_cast<int>((white * 100 + kSplashBarWidth / 2) / kSplashBarWidth);
     }
   }
   return std::nullopt;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -9,13 +10,13 @@
 
 namespace marrow::rehearsal {
 
-// Black and white: whether a point is lit.
 struct Picture {
   std::size_t width = 0;
   std::size_t height = 0;
-  std::vector<bool> lit{};
+  // Of each point, row by row, the brightest of its colours.
+  std::vector<std::uint8_t> light{};
 
-  bool at(std::size_t x, std::size_t y) const { return lit[y * width + x]; }
+  std::uint8_t at(std::size_t x, std::size_t y) const { return light[y * width + x]; }
 };
 
 // Reads a binary PPM (ppm(5)) of 8 bits a colour. Nothing when it is none, or not whole.
@@ -27,5 +28,11 @@ std::optional<Picture> pictureFrom(std::string_view ppm);
 std::optional<int> barOn(const Picture& picture);
 
 inline constexpr std::size_t kBarCells = 40;
+
+// How full the bar is that plymouth's theme "spinner" draws, in per cent: a strip of
+// kSplashBarWidth points, white from the left, then of its grey. Nothing when there is none.
+std::optional<int> splashBarOn(const Picture& picture);
+
+inline constexpr std::size_t kSplashBarWidth = 400;
 
 }  // namespace marrow::rehearsal

@@ -9,6 +9,11 @@ namespace {
 // A picture with so much on the bar is worth more than any later one.
 constexpr int kWorthKeeping = 50;
 
+std::optional<int> anyBarOn(const Picture& picture) {
+  const std::optional<int> bar = barOn(picture);
+  return bar ? bar : splashBarOn(picture);
+}
+
 }  // namespace
 
 void ScreenWatch::look() {
@@ -26,7 +31,7 @@ std::optional<int> ScreenWatch::take(const QmpMessage& message) {
   _awaited.reset();
   const auto ppm = readFile(_folder.path() / "screen.ppm");
   const auto picture = ppm ? pictureFrom(*ppm) : std::nullopt;
-  const std::optional<int> bar = picture ? barOn(*picture) : std::nullopt;
+  const std::optional<int> bar = picture ? anyBarOn(*picture) : std::nullopt;
   if (bar && *bar > _keptAt && _keptAt < kWorthKeeping) {
     _keptAt = *bar;
     keep();

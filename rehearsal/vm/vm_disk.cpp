@@ -4,8 +4,10 @@
 #include "rehearsal/files.h"
 #include "rehearsal/interruption.h"
 #include "rehearsal/vm/boot_entries.h"
+#include "rehearsal/vm/boot_splash.h"
 #include "rehearsal/vm/data_key.h"
 #include "rehearsal/vm/disk_image.h"
+#include "rehearsal/vm/intruder.h"
 #include "rehearsal/vm/observer.h"
 #include "rehearsal/vm/scratch_folder.h"
 
@@ -26,19 +28,30 @@ void putPart(const std::filesystem::path& part, const std::filesystem::path& roo
   std::filesystem::copy_file(part, root / place);
 }
 
-std::string baseAddition(const VmDiskContent& content) {
+void installScenario(const std::filesystem::path& root, const BootDisk& disk,
+                     const Scenario& scenario, BaseSystem& system) {
+  if (scenario.encryptedData) {
+    installDataKey(root);
+  }
+  if (scenario.bootSplash) {
+    installBootSplash(root);
+  }
+  if (const auto data = disk.partitionOf(partition_type::kData); scenario.mountsTried && data) {
+    system.beforeMigrator = installIntruder(root, "/dev/vda" + std::to_string(*data));
+  }
+}
+
+std::string baseAddition(const BootDisk& disk, const VmDiskContent& content) {
   const ScratchFolder folder;
   BaseSystem system = content.baseSystem;
   system.root = folder.path();
+  installScenario(folder.path(), disk, content.scenario, system);
   installMigrator(system);
   if (system.internalBuild) {
     writeFile(folder.path() / "etc/os-release", "ID=marrow\nRELEASE_TYPE=development\n");
   }
   if (content.observed) {
     installObserver(folder.path());
-  }
-  if (content.scenario.encryptedData) {
-    installDataKey(folder.path());
   }
   return archiveOf(folder.path());
 }
@@ -49,7 +62,7 @@ void fillEfiSystem(const std::filesystem::path& root, const BootDisk& disk,
   putPart(content.parts.kernel, root, efi_path::kKernel);
   putPart(content.parts.baseSystem, root, efi_path::kBaseSystem);
   putPart(content.parts.agentSystem, root, efi_path::kAgentSystem);
-  writeFile(root / efi_path::kBaseAddition, baseAddition(content));
+  writeFile(root / efi_path::kBaseAddition, baseAddition(disk, content));
   writeFile(root / efi_path::kAgentPlan, planArchive(content.plan));
   for (const LoaderFile& file : loaderFiles(disk, content.scenario, content.baseSystemWords)) {
     writeFile(root / file.path, file.content);

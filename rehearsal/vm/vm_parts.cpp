@@ -5,6 +5,9 @@
 namespace marrow::rehearsal {
 namespace {
 
+constexpr const char* kBaseSystemImage = "base-system.img";
+constexpr const char* kSplashSystemImage = "splash-system.img";
+
 void require(const std::filesystem::path& file, const std::string& remedy) {
   if (!std::filesystem::is_regular_file(file)) {
     throw Problem("There is no " + file.string() + ": " + remedy + ".");
@@ -17,13 +20,13 @@ std::filesystem::path besideTheBuild() {
 
 }  // namespace
 
-VmParts findVmParts(const std::filesystem::path& folder) {
+VmParts findVmParts(const std::filesystem::path& folder, bool withBootSplash) {
   const auto place = folder.empty() ? besideTheBuild() : std::filesystem::canonical(folder);
   VmParts parts{.kernel = place / "vmlinuz",
-                .baseSystem = place / "base-system.img",
+                .baseSystem = place / (withBootSplash ? kSplashSystemImage : kBaseSystemImage),
                 .agentSystem = place / "agent-system.img"};
   for (const auto& file : {parts.kernel, parts.baseSystem, parts.agentSystem}) {
-    require(file, "make it with `tools/vm-parts`");
+    require(file, "make it with `tools/vm-parts " + file.stem().string() + "`");
   }
   require(parts.loader, "install it with `apt-get install systemd-boot-efi`");
   require(parts.firmware, "install it with `apt-get install ovmf`");

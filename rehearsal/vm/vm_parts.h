@@ -16,8 +16,8 @@ struct VmParts {
   std::filesystem::path firmwareVariables = "/usr/share/OVMF/OVMF_VARS_4M.fd";
 };
 
-// In that folder, or in vm/ beside the folder of this program. Throws the Problem that says how to
-// make what is missing, or which package brings it.
-VmParts findVmParts(const std::filesystem::path& folder);
+// In that folder, or in vm/ beside the folder of this program, with either base system. Throws the
+// Problem that says how to make what is missing, or which package brings it.
+VmParts findVmParts(const std::filesystem::path& folder, bool withBootSplash = false);
 
 }  // namespace marrow::rehearsal

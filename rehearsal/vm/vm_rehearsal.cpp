@@ -7,8 +7,11 @@
 #include "rehearsal/kept_files.h"
 #include "rehearsal/problem.h"
 #include "rehearsal/vm/accelerator.h"
+#include "rehearsal/vm/boot_entries.h"
+#include "rehearsal/vm/boot_splash.h"
 #include "rehearsal/vm/cut_outcome.h"
 #include "rehearsal/vm/disk_image.h"
+#include "rehearsal/vm/intruder.h"
 #include "rehearsal/vm/observer.h"
 #include "rehearsal/vm/vm_disk.h"
 
@@ -20,8 +23,10 @@ namespace marrow::rehearsal {
 namespace {
 
 // The base system's own target (marrow.target), or its init without a service manager.
-std::string baseSystemWords(const std::string& init) {
-  return init == "systemd" ? "rd.systemd.unit=marrow.target" : "rdinit=/usr/lib/marrow/init";
+std::string baseSystemWords(const std::string& init, const Scenario& scenario) {
+  const std::string first =
+      init == "systemd" ? "rd.systemd.unit=marrow.target" : "rdinit=/usr/lib/marrow/init";
+  return first + ' ' + (scenario.bootSplash ? bootSplashWords() : kQuietWords);
 }
 
 void requireGoodEnd(const VmBoot& boot, const std::filesystem::path& log) {
@@ -45,8 +50,9 @@ void copyTo(const std::filesystem::path& from, const std::filesystem::path& to) 
 
 void requireWhatVmNeeds(const Options& options) {
   const Scenario& scenario = scenarioNamed(options.scenario, Stage::kVirtualMachine);
-  if (scenario.encryptedData && options.init != "systemd") {
-    throw Problem("The key of " + scenario.name + " comes from a unit: not with --init bare.");
+  if ((scenario.encryptedData || scenario.bootSplash || scenario.mountsTried) &&
+      options.init != "systemd") {
+    throw Problem(scenario.name + " needs units of its own: not with --init bare.");
   }
   requireQemu();
   requireImagePrograms();
@@ -66,7 +72,7 @@ VmRehearsal::VmRehearsal(const Options& options, Inputs inputs, ConsoleView& vie
       _view(view),
       _interruption(interruption),
       _seed(options.seed ? *options.seed : std::random_device()()),
-      _parts(findVmParts(options.parts)),
+      _parts(findVmParts(options.parts, _scenario.bootSplash)),
       _accelerator(findAccelerator(_parts)) {}
 
 GuestPlan VmRehearsal::guestPlan() const {
@@ -93,7 +99,7 @@ VmMachine VmRehearsal::prepare() {
              {.parts = _parts,
               .scenario = _scenario,
               .baseSystem = planBaseSystem(_options, _scenario, _disk, _inputs.migrator),
-              .baseSystemWords = baseSystemWords(_options.init),
+              .baseSystemWords = baseSystemWords(_options.init, _scenario),
               .plan = guestPlan(),
               .observed = isObserved()},
              _interruption);
@@ -106,6 +112,11 @@ std::vector<VmBoot> VmRehearsal::boot(const QemuSettings& settings, const VmRunP
     std::string name = plan.logPrefix + nameOf(boot) + "-console.log";
     std::ranges::replace(name, ' ', '-');
     saveConsole(boot.run, logs() / name);
+    if (boot.system == kBaseSystem && _scenario.bootSplash) {
+      MachineRun splash;
+      splash.console = boot.splash;
+      saveConsole(splash, logs() / ("splash-" + name));
+    }
     requireGoodEnd(boot, _inputs.logs->path() / name);
   }
   return boots;
@@ -147,6 +158,12 @@ std::vector<Row> VmRehearsal::rows(const std::vector<VmBoot>& boots) const {
   std::ranges::move(compareBoots(boots, _scenario, _disk, expected), std::back_inserter(all));
   if (isObserved()) {
     all.push_back(rowOfUse(boots));
+  }
+  if (_scenario.bootSplash) {
+    all.push_back(rowOfSplash(boots));
+  }
+  if (_scenario.mountsTried) {
+    all.push_back(rowOfIntruder(boots));
   }
   return all;
 }

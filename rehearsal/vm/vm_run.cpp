@@ -116,6 +116,8 @@ class Watch {
   void takeReport(const std::string& line) {
     if (auto report = guestReportFrom(line)) {
       boot().report = std::move(report);
+    } else {
+      boot().splash.push_back({sinceStart(), withoutControls(line)});
     }
   }
 

@@ -26,6 +26,8 @@ struct VmBoot {
   // Console, percentages that the screen showed, duration; `end` is that of a restart or a halt.
   MachineRun run;
   std::optional<GuestReport> report;
+  // What came on the reports' line besides: the words of a boot splash.
+  std::vector<ConsoleLine> splash;
 };
 
 struct VmRunPlan {

@@ -207,22 +207,9 @@ TEST_F(Claims, CoverPartitionsThatAppearOnALoopDeviceOverTheDisk) {
   removePartitionsOf(loop);
 }
 
-// The session of a daemon refuses by group: which disk will have it is not known before.
-std::unique_ptr<DASession> refuseGroup(LinuxDisks& disks, const std::string& group) {
-  auto session = disks.diskArbitration().createSession();
-  session->registerMountApproval([&disks, group](DADisk& asked) -> std::optional<DADissent> {
-    const auto media = disks.media().mediaForBSDName(asked.bsdName());
-    const auto volume = media ? media->asVolume() : nullptr;
-    return volume && volume->volumeGroupUUID() == group
-               ? std::optional(DADissent{kDAReturnNotPermitted, "in use"})
-               : std::nullopt;
-  });
-  return session;
-}
-
 TEST_F(Claims, CoverADiskThatComesLateAndWhatStandsOnIt) {
   const auto group = randomUUID();
-  auto session = refuseGroup(disks, group);
+  auto session = makeGroupRefusingSession(disks, group);
   session->setQueue(queue);
   const LoopDisk disk({{kLinuxDataType, "other", "ext4"}, {kDataType, group}});
   const LoopDevice loop(disk.partitionNode(2));
@@ -235,7 +222,7 @@ TEST_F(Claims, CoverADiskThatComesLateAndWhatStandsOnIt) {
 
 TEST_F(Claims, CoverALateDiskThatIsMountedBeforeItWasAskedAboutAsSoonAsItIsFree) {
   const auto group = randomUUID();
-  auto session = refuseGroup(disks, group);
+  auto session = makeGroupRefusingSession(disks, group);
   session->setQueue(queue);
   std::promise<void> go;
   queue->async([&go] { go.get_future().wait(); });

@@ -57,6 +57,18 @@ std::unique_ptr<DASession> makeRefusingSession(LinuxDisks& disks,
   return session;
 }
 
+std::unique_ptr<DASession> makeGroupRefusingSession(LinuxDisks& disks, const std::string& group) {
+  auto session = disks.diskArbitration().createSession();
+  session->registerMountApproval([&disks, group](DADisk& asked) -> std::optional<DADissent> {
+    const auto media = disks.media().mediaForBSDName(asked.bsdName());
+    const auto volume = media ? media->asVolume() : nullptr;
+    return volume && volume->volumeGroupUUID() == group
+               ? std::optional(DADissent{kDAReturnNotPermitted, "in use"})
+               : std::nullopt;
+  });
+  return session;
+}
+
 std::shared_ptr<DVStaticLoamVolume> LinuxDiskTest::volume(const std::string& name) {
   const auto media = disks.media().mediaForBSDName(name);
   EXPECT_NE(media, nullptr) << name;

@@ -53,6 +53,9 @@ class LinuxDiskTest : public testing::Test {
 std::unique_ptr<DASession> makeRefusingSession(LinuxDisks& disks,
                                                const std::vector<std::string>& refused);
 
+// One that refuses the volumes of a group: which disk will have them need not be known before.
+std::unique_ptr<DASession> makeGroupRefusingSession(LinuxDisks& disks, const std::string& group);
+
 inline std::string nameOfFileSystem(const testing::TestParamInfo<const char*>& test) {
   return test.param;
 }

@@ -2,8 +2,15 @@
 #include "host/linux/mount_gate.h"
 #include "tests/linux/disk/linux_disk_test.h"
 
+#include <array>
 #include <cerrno>
+#include <cstddef>
 #include <fstream>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <thread>
 
 namespace marrow {
 
@@ -77,6 +84,36 @@ TEST_F(MissingMountGate, IsToldOfInOneLineForAllSessionsAndLeavesTheClaims) {
   EXPECT_EQ(log.count(LogLevel::info,
                       "Mounts are refused by claims alone, and no attempt is reported: "
                       "libnothing.so.1 cannot be loaded"),
+            1U);
+  EXPECT_EQ(log.count("claims alone"), 1U);
+}
+
+// Has the kernel refuse bpf(2) to the calling thread, as a container does (seccomp(2)).
+void loseBpfCalls() {
+  std::array<sock_filter, 4> program = {
+      sock_filter BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      sock_filter BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_bpf, 0, 1),
+      sock_filter BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
+      sock_filter BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+  const sock_fprog filter = {static_cast<unsigned short>(program.size()), program.data()};
+  ASSERT_EQ(::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
+  ASSERT_EQ(::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter), 0);
+}
+
+TEST_F(MissingMountGate, IsToldOfInOneLineWhereTheKernelPermitsNoPrograms) {
+  auto roots = rootsIn(folder);
+  roots.mountGate = places;
+  LinuxDisks without(log, roots);
+  const LoopDisk disk({{kDataType, randomUUID(), "ext4"}});
+  std::thread([&] {
+    loseBpfCalls();
+    const auto session = makeRefusingSession(without, {disk.name()});
+    session->setQueue(queue);
+    EXPECT_EQ(tryMount(disk.partitionNode(1)), EBUSY);
+  }).join();
+  EXPECT_EQ(log.count(LogLevel::info,
+                      "Mounts are refused by claims alone, and no attempt is reported: the kernel "
+                      "does not take the programs: Operation not permitted"),
             1U);
   EXPECT_EQ(log.count("claims alone"), 1U);
 }

@@ -6,10 +6,13 @@
 #include "tests/wait_until.h"
 
 #include <cerrno>
+#include <csignal>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
@@ -66,6 +69,23 @@ TEST_F(LogindInhibitorTest, TheLocksOfARunAreSeenAndHeldToTheEnd) {
   EXPECT_THAT(held, ContainsRegex("Kilnworks +0 +root .* idle +Finishing a system update +block"));
   EXPECT_THAT(log.texts(), IsEmpty());
   power.reset();
+  EXPECT_TRUE(waitUntil([this] { return machine.inhibitors().empty(); }));
+}
+
+TEST_F(LogindInhibitorTest, TheLocksGoWithTheirProcessHoweverItEnds) {
+  startMachine();
+  const pid_t holder = ::fork();
+  if (holder == 0) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    create("SoftwareUpdateTask");
+    ::pause();
+    ::_exit(0);
+  }
+  ASSERT_GT(holder, 0);
+  const std::string mark = " " + std::to_string(holder) + " ";
+  EXPECT_TRUE(waitUntil([&] { return machine.inhibitors().find(mark) != std::string::npos; }));
+  EXPECT_EQ(::kill(holder, SIGKILL), 0);
+  EXPECT_EQ(::waitpid(holder, nullptr, 0), holder);
   EXPECT_TRUE(waitUntil([this] { return machine.inhibitors().empty(); }));
 }
 

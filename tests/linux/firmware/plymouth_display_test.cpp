@@ -5,9 +5,12 @@
 #include "tests/linux/firmware/plymouth_machine.h"
 #include "tests/linux/firmware/recorded_log.h"
 
+#include <cerrno>
 #include <cmath>
+#include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <iterator>
 #include <limits>
 #include <linux/kd.h>
 #include <thread>
@@ -48,7 +51,7 @@ TEST_F(PlymouthDisplayTest, TheSplashIsShownForAnUpgradeAndGetsEachPercentage) {
     client->setProgress(percentage, true);
   }
   const std::string told = machine.endAndTakeLog();
-  EXPECT_THAT(percentagesIn(told), ElementsAre(0, 42, 99, 100));
+  EXPECT_THAT(percentagesIn(told), ElementsAre(0, 0, 42, 42, 99, 100));
   EXPECT_THAT(told, HasSubstr("system-upgrade"));
   EXPECT_THAT(told, HasSubstr("got show splash request"));
   EXPECT_EQ(bar(), "");
@@ -56,7 +59,7 @@ TEST_F(PlymouthDisplayTest, TheSplashIsShownForAnUpgradeAndGetsEachPercentage) {
 }
 
 // Any other would take the splash back to nothing.
-TEST_F(PlymouthDisplayTest, TheSplashGetsNothingButRisingPercentages) {
+TEST_F(PlymouthDisplayTest, TheSplashGetsNothingButPercentagesThatNeverFall) {
   machine.start();
   const auto client = show();
   const float infinity = std::numeric_limits<float>::infinity();
@@ -64,7 +67,7 @@ TEST_F(PlymouthDisplayTest, TheSplashGetsNothingButRisingPercentages) {
        {-infinity, -1.0F, std::nanf(""), 5.0F, 1.0F, 101.0F, 1e30F, infinity}) {
     client->setProgress(percentage, true);
   }
-  EXPECT_THAT(percentagesIn(machine.endAndTakeLog()), ElementsAre(0, 5, 100));
+  EXPECT_THAT(percentagesIn(machine.endAndTakeLog()), ElementsAre(0, 0, 5, 5, 100, 100, 100));
 }
 
 TEST_F(PlymouthDisplayTest, WhereNoSplashIsThereIsTheBarAlone) {
@@ -72,6 +75,18 @@ TEST_F(PlymouthDisplayTest, WhereNoSplashIsThereIsTheBarAlone) {
   client->setProgress(1.0F, true);
   EXPECT_EQ(bar(), "1%\n");
   EXPECT_THAT(log.texts(), IsEmpty());
+}
+
+std::ptrdiff_t countDescriptors() {
+  const std::filesystem::directory_iterator all("/proc/self/fd");
+  return std::distance(begin(all), end(all));
+}
+
+TEST_F(PlymouthDisplayTest, WhereNoSplashIsNoDescriptorIsHeldForIt) {
+  const auto before = countDescriptors();
+  PlymouthConnection connection;
+  EXPECT_EQ(connection.open(splash), ECONNREFUSED);
+  EXPECT_EQ(countDescriptors(), before);
 }
 
 TEST_F(PlymouthDisplayTest, ASplashThatDiesLeavesTheTerminalToTheBar) {

@@ -1,6 +1,7 @@
-// Progress, read off pictures of a text console.
+// Progress, read off pictures of a text console and of a boot splash.
 #include "rehearsal/vm/picture.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 namespace marrow::rehearsal {
@@ -59,6 +60,41 @@ TEST(Pictures, WithoutABarTellNothing) {
   EXPECT_EQ(barIn({}), std::nullopt);
   EXPECT_EQ(barIn({"Some words of the kernel, longer than a bar would be on it"}), std::nullopt);
   EXPECT_EQ(barIn({"[" + std::string(39, '#') + "] 100%"}), std::nullopt);
+}
+
+// A screen of grey noise with a strip on it, so many points white and so many grey.
+Picture splashOf(std::size_t white, std::size_t grey, std::size_t rows) {
+  Picture picture{.width = 640, .height = 60};
+  picture.light.assign(picture.width * picture.height, 0);
+  for (std::size_t x = 0; x < picture.width; ++x) {
+    picture.light[x] = static_cast<std::uint8_t>(x);
+  }
+  for (std::size_t y = 30; y < 30 + rows; ++y) {
+    const auto begin = picture.light.begin() +
+                       static_cast<std::ptrdiff_t>(y * picture.width + (640 - kSplashBarWidth) / 2);
+    const auto middle = std::fill_n(begin, white, 0xff);
+    std::fill_n(middle, grey, 0x60);
+  }
+  return picture;
+}
+
+TEST(Pictures, TellHowFullTheBarOfTheSplashIs) {
+  EXPECT_EQ(splashBarOn(splashOf(0, 400, 5)), 0);
+  EXPECT_EQ(splashBarOn(splashOf(4, 396, 5)), 1);
+  EXPECT_EQ(splashBarOn(splashOf(115, 285, 5)), 29);
+  EXPECT_EQ(splashBarOn(splashOf(400, 0, 5)), 100);
+}
+
+TEST(Pictures, TakeNothingElseForTheBarOfTheSplash) {
+  EXPECT_EQ(splashBarOn(splashOf(0, 0, 5)), std::nullopt);
+  EXPECT_EQ(splashBarOn(splashOf(200, 200, 2)), std::nullopt);
+  EXPECT_EQ(splashBarOn(splashOf(200, 190, 5)), std::nullopt);
+  EXPECT_EQ(splashBarOn(splashOf(200, 205, 5)), std::nullopt);
+  EXPECT_EQ(splashBarOn({.width = 100, .height = 1, .light = std::vector<std::uint8_t>(100)}),
+            std::nullopt);
+  const auto console = pictureFrom(ppmOf({bar(20)}));
+  ASSERT_TRUE(console);
+  EXPECT_EQ(splashBarOn(*console), std::nullopt);
 }
 
 TEST(Pictures, ThatAreNotWholeAreNone) {
