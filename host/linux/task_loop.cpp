@@ -3,11 +3,9 @@
 #include "host/linux/loop_timer.h"
 #include "host/linux/retry.h"
 
-#include <array>
 #include <cerrno>
 #include <future>
 #include <stdexcept>
-#include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <system_error>
 #include <utility>
@@ -16,9 +14,6 @@ namespace marrow {
 
 namespace {
 
-constexpr std::uint64_t kWakeupKey = 0;  // timers have keys above it
-constexpr int kEventsAtOnce = 16;
-
 Descriptor required(int descriptor, const char* call) {
   if (descriptor < 0) {
     throw std::system_error(errno, std::generic_category(), call);
@@ -26,26 +21,11 @@ Descriptor required(int descriptor, const char* call) {
   return Descriptor(descriptor);
 }
 
-void require(int result, const char* call) {
-  if (result != 0) {
-    throw std::system_error(errno, std::generic_category(), call);
-  }
-}
-
-int watchDescriptor(int events, int descriptor, std::uint64_t key) {
-  epoll_event event{};
-  event.events = EPOLLIN;
-  event.data.u64 = key;
-  return ::epoll_ctl(events, EPOLL_CTL_ADD, descriptor, &event);
-}
+pollfd readable(int descriptor) { return {descriptor, POLLIN, 0}; }
 
 }  // namespace
 
-TaskLoop::TaskLoop()
-    : _events(required(::epoll_create1(EPOLL_CLOEXEC), "epoll_create1")),
-      _wakeup(required(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")) {
-  require(watchDescriptor(_events.number(), _wakeup.number(), kWakeupKey), "epoll_ctl");
-}
+TaskLoop::TaskLoop() : _wakeup(required(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK), "eventfd")) {}
 
 TaskLoop::~TaskLoop() = default;
 
@@ -76,8 +56,8 @@ void TaskLoop::submitAndWait(Task task) {
 
 void TaskLoop::add(const std::shared_ptr<LoopTimer>& timer) {
   const std::lock_guard lock(_mutex);
-  require(watchDescriptor(_events.number(), timer->descriptor(), timer->key()), "epoll_ctl");
   _timers.emplace(timer->key(), timer);
+  wake();
 }
 
 void TaskLoop::remove(const LoopTimer& timer) {
@@ -85,7 +65,6 @@ void TaskLoop::remove(const LoopTimer& timer) {
   const std::lock_guard lock(_mutex);
   const auto found = _timers.find(timer.key());
   if (found != _timers.end()) {
-    ::epoll_ctl(_events.number(), EPOLL_CTL_DEL, timer.descriptor(), nullptr);
     removed = std::move(found->second);
     _timers.erase(found);
   }
@@ -96,14 +75,22 @@ void TaskLoop::run() {
     const std::lock_guard lock(_mutex);
     _thread = std::this_thread::get_id();
   }
-  std::array<epoll_event, kEventsAtOnce> events{};
   do {
-    const int count = retryInterrupted(
-        [&] { return ::epoll_wait(_events.number(), events.data(), kEventsAtOnce, -1); });
-    for (int index = 0; index < count; ++index) {
-      serve(events[static_cast<std::size_t>(index)].data.u64);
-    }
+    listen();
+    retryInterrupted([&] { return ::poll(_awaited.data(), _awaited.size(), -1); });
+    serve();
   } while (!isFinished());
+}
+
+// A timer that is removed meanwhile may still wake this thread, and is not found then.
+void TaskLoop::listen() {
+  const std::lock_guard lock(_mutex);
+  _awaited.assign({readable(_wakeup.number())});
+  _keys.clear();
+  for (const auto& [key, timer] : _timers) {
+    _awaited.push_back(readable(timer->descriptor()));
+    _keys.push_back(key);
+  }
 }
 
 bool TaskLoop::isFinished() {
@@ -123,11 +110,14 @@ void TaskLoop::wake() {
   retryInterrupted([&] { return ::write(_wakeup.number(), &one, sizeof(one)); });
 }
 
-void TaskLoop::serve(std::uint64_t key) {
-  if (key == kWakeupKey) {
+void TaskLoop::serve() {
+  if (_awaited.front().revents != 0) {
     runTasks();
-  } else {
-    fire(key);
+  }
+  for (std::size_t index = 0; index < _keys.size(); ++index) {
+    if (_awaited[index + 1].revents != 0) {
+      fire(_keys[index]);
+    }
   }
 }
 

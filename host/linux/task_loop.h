@@ -10,7 +10,9 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <poll.h>
 #include <thread>
+#include <vector>
 
 namespace marrow {
 
@@ -38,17 +40,21 @@ class TaskLoop {
  private:
   void wake();
   bool isFinished();
-  void serve(std::uint64_t key);
+  void listen();
+  void serve();
   void runTasks();
   void fire(std::uint64_t key);
 
-  Descriptor _events;  // epoll(7)
   Descriptor _wakeup;  // eventfd(2): something was submitted
   std::mutex _mutex;   // of what follows
   std::deque<Task> _tasks;
   std::map<std::uint64_t, std::shared_ptr<LoopTimer>> _timers;
   bool _finishing = false;
   std::thread::id _thread;  // that serves
+
+  // Of that thread alone: what poll(2) waits for, the wakeup and then the timers of these keys.
+  std::vector<pollfd> _awaited;
+  std::vector<std::uint64_t> _keys;
 };
 
 }  // namespace marrow
