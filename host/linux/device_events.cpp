@@ -75,14 +75,17 @@ void DeviceEvents::run() {
 // False when the thread is to end. `changed` is false when only time has passed.
 bool DeviceEvents::wait(int milliseconds, bool& changed) {
   // The mount table reports a change as an exceptional condition (proc(5)).
-  std::array<pollfd, 3> events = {pollfd{_stop.number(), POLLIN, 0},
-                                  pollfd{_kernelEvents.descriptor(), POLLIN, 0},
-                                  pollfd{_mounts.number(), POLLPRI, 0}};
+  std::array<pollfd, 4> events = {
+      pollfd{_stop.number(), POLLIN, 0}, pollfd{_kernelEvents.descriptor(), POLLIN, 0},
+      pollfd{_mounts.number(), POLLPRI, 0}, pollfd{_listener.reports, POLLIN, 0}};
   if (::poll(events.data(), events.size(), milliseconds) < 0) {
     return errno == EINTR;
   }
   const bool devices = events[1].revents != 0 && tellOfDevices();
   changed = devices || events[2].revents != 0;
+  if (events[3].revents != 0) {
+    _listener.readReports();
+  }
   return events[0].revents == 0;
 }
 

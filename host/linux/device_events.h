@@ -1,5 +1,5 @@
-// A thread that sleeps until block devices come or go, or a mount of this namespace is made or
-// undone, and tells of it.
+// A thread that sleeps until block devices come or go, a mount of this namespace is made or undone,
+// or something else has a report about them, and tells of it.
 #pragma once
 
 #include "host/linux/descriptor.h"
@@ -21,6 +21,10 @@ class DeviceEvents {
     // At the start, after a change of devices or mounts, and again, after pauses that grow from a
     // millisecond to a second, for as long as it returns true.
     std::function<bool()> lookAgain;
+
+    // When this descriptor of the caller's can be read; none is -1.
+    int reports = -1;
+    std::function<void()> readReports{};
   };
 
   DeviceEvents(const std::string& procfs, LogHandle& log);

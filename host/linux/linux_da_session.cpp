@@ -54,9 +54,10 @@ void LinuxDASession::schedule() {
   _events.open();
   openGate();
   _queue->sync([this] { askAboutAll(); });
+  _gate.setListener([this](const MountAttempt& attempt) { mountAttempted(attempt); });
   _events.start({[this](const BlockDeviceEvent& event) { deviceChanged(event); },
-                 [this] { return claimFreedDevices(); }});
-  _gate.start([this](const MountAttempt& attempt) { mountAttempted(attempt); });
+                 [this] { return claimFreedDevices(); }, _gate.reports(),
+                 [this] { _gate.readReports(); }});
 }
 
 void LinuxDASession::openGate() {

@@ -2,7 +2,6 @@
 
 #include "host/error_record.h"
 #include "host/linux/small_file.h"
-#include "host/linux/unique_key.h"
 
 #include <cerrno>
 #include <sstream>
@@ -82,14 +81,9 @@ std::optional<std::string> MountGate::startProgram() {
   return std::nullopt;
 }
 
-void MountGate::start(Listener listener) {
-  if (!_program) {
-    return;
-  }
-  _listener = std::move(listener);
-  _thread = std::make_unique<ReadinessThread>(_log, "mount-attempts");
-  _thread->watch(uniqueKey(), _program->reports(), [this] { readReports(); });
-}
+void MountGate::setListener(Listener listener) { _listener = std::move(listener); }
+
+int MountGate::reports() const { return _program ? _program->reports() : -1; }
 
 void MountGate::refuse(const BlockDevice& device) {
   const int errorNumber = _program ? _program->refuse(device.name) : 0;
@@ -112,7 +106,6 @@ void MountGate::close() {
     return;
   }
   _program->stop();
-  _thread.reset();
   if (_listener) {
     readReports();
   }

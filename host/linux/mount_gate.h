@@ -6,7 +6,6 @@
 #include "host/linux/block_devices.h"
 #include "host/linux/mount_attempts.h"
 #include "host/linux/mount_gate_program.h"
-#include "host/linux/readiness_thread.h"
 #include "host/log.h"
 
 #include <cstdint>
@@ -40,27 +39,31 @@ class MountGate {
   // Absent when it is there: attempts are collected from here on.
   std::optional<std::string> open();
 
-  // Tells of the attempts, on a thread of the gate's own, one after another. While the listener
-  // does not return, no more than the kernel's buffer holds is kept; how many were lost is logged.
-  void start(Listener listener);
+  // Who is told of the attempts, one after another. While the listener does not return, no more
+  // than the kernel's buffer holds is kept; how many were lost is logged.
+  void setListener(Listener listener);
+
+  // Readable when there are attempts to tell of; -1 without a gate.
+  int reports() const;
+
+  // Tells of the attempts that there are. One thread at a time.
+  void readReports();
 
   void refuse(const BlockDevice& device);
   void allow(const std::string& name);
 
-  // Lets every mount pass again. Tells of the attempts that there were until then, on the calling
-  // thread; none is told of afterwards. Not on the gate's own thread.
+  // Lets every mount pass again, and tells of the attempts that there were until then. Nobody may
+  // be reading reports any more.
   void close();
 
  private:
   std::optional<std::string> startProgram();
-  void readReports();
   void tellOfLost();
 
   const MountGatePlaces _places;
   LogHandle& _log;
   MountAttempts _attempts;
   std::unique_ptr<MountGateProgram> _program;
-  std::unique_ptr<ReadinessThread> _thread;
   Listener _listener;
   std::uint64_t _toldLost = 0;
 };

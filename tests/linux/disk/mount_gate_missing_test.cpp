@@ -29,7 +29,8 @@ class MissingMountGate : public LinuxDiskTest {
     MountGate gate(devices, "/proc", places, log);
     auto reason = gate.open();
     // None of these may do anything.
-    gate.start([](const MountAttempt&) { ADD_FAILURE(); });
+    EXPECT_EQ(gate.reports(), -1);
+    gate.setListener([](const MountAttempt&) { ADD_FAILURE(); });
     gate.refuse({});
     gate.allow("vda3");
     gate.close();
