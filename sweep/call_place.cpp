@@ -161,7 +161,9 @@ std::string placeOf(const SystemCall& call) {
   const auto subject = subjects().find(call.number);
   const std::string about =
       subject == subjects().end() ? "" : withoutChance(subjectOf(call, subject->second));
-  return nameOf(call) + (about.empty() ? "" : ' ' + about);
+  const bool opens = call.number == SYS_open || call.number == SYS_openat;
+  return nameOf(call) + (about.empty() ? "" : ' ' + about) +
+         (opens && changesSomething(call) ? kToChange : "");
 }
 
 }  // namespace marrow::sweep
