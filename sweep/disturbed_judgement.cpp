@@ -249,7 +249,7 @@ std::string tracesOf(const DisturbedRun& run) {
   }
   for (const std::string& line : linesOf(run.told)) {
     if (!run.usualLines.contains(line)) {
-      return traces + (traces.empty() ? "" : "; ") + '"' + line + '"';
+      return traces.append(traces.empty() ? "\"" : "; \"").append(line).append("\"");
     }
   }
   return traces;
