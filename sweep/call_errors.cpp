@@ -2,143 +2,146 @@
 #include "sweep/call_fault.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <fcntl.h>
-#include <map>
 #include <sys/syscall.h>
 
 namespace marrow::sweep {
 namespace {
 
-using Errors = std::vector<int>;
+// Behind the last one stand zeros.
+using Errors = std::array<int, 8>;
 
-const Errors kLooking{EIO, EACCES, ENOMEM};
-const Errors kNaming{EIO, ENOSPC, EROFS, EPERM, EACCES, EBUSY, ENOMEM};
-const Errors kChangingFile{EIO, ENOSPC, EROFS, EPERM, EINTR};
-const Errors kFlushing{EIO, ENOSPC, EROFS, EINTR};
-const Errors kMakingDescriptor{EMFILE, ENOMEM, EPERM};
-const Errors kWaiting{EINTR, ENOMEM};
-const Errors kSending{EACCES, EPERM, ENOMEM, EINTR};
+constexpr Errors kLooking{EIO, EACCES, ENOMEM};
+constexpr Errors kNaming{EIO, ENOSPC, EROFS, EPERM, EACCES, EBUSY, ENOMEM};
+constexpr Errors kChangingFile{EIO, ENOSPC, EROFS, EPERM, EINTR};
+constexpr Errors kFlushing{EIO, ENOSPC, EROFS, EINTR};
+constexpr Errors kMakingDescriptor{EMFILE, ENOMEM, EPERM};
+constexpr Errors kWaiting{EINTR, ENOMEM};
+constexpr Errors kSending{EACCES, EPERM, ENOMEM, EINTR};
 
-const std::map<std::uint64_t, Errors>& table() {
-  static const std::map<std::uint64_t, Errors> kTable{
-      {SYS_read, {EIO, EINTR}},
-      {SYS_pread64, {EIO, EINTR}},
-      {SYS_getdents64, {EIO}},
-      {SYS_write, {EIO, ENOSPC, EPERM, EINTR}},
-      {SYS_pwrite64, {EIO, ENOSPC, EPERM, EINTR}},
-      {SYS_writev, {EIO, ENOSPC, EPERM, EINTR}},
-      {SYS_sendfile, {EIO, ENOMEM}},
-      {SYS_copy_file_range, {EIO, ENOSPC, EPERM, ENOMEM}},
-      {SYS_close, {EIO, ENOSPC, EINTR}},
-      {SYS_stat, kLooking},
-      {SYS_lstat, kLooking},
-      {SYS_fstat, {EIO, ENOMEM}},
-      {SYS_newfstatat, kLooking},
-      {SYS_statx, kLooking},
-      {SYS_access, kLooking},
-      {SYS_faccessat, kLooking},
-      {SYS_faccessat2, kLooking},
-      {SYS_readlink, kLooking},
-      {SYS_readlinkat, kLooking},
-      {SYS_statfs, {EIO, EACCES, ENOMEM, EINTR}},
-      {SYS_fstatfs, {EIO, ENOMEM, EINTR}},
-      {SYS_getxattr, kLooking},
-      {SYS_lgetxattr, kLooking},
-      {SYS_fgetxattr, kLooking},
-      {SYS_listxattr, kLooking},
-      {SYS_llistxattr, kLooking},
-      {SYS_flistxattr, kLooking},
-      {SYS_mkdir, kNaming},
-      {SYS_mkdirat, kNaming},
-      {SYS_mknod, kNaming},
-      {SYS_mknodat, kNaming},
-      {SYS_unlink, kNaming},
-      {SYS_unlinkat, kNaming},
-      {SYS_rmdir, kNaming},
-      {SYS_rename, kNaming},
-      {SYS_renameat, kNaming},
-      {SYS_renameat2, kNaming},
-      {SYS_setxattr, kNaming},
-      {SYS_fsetxattr, kNaming},
-      {SYS_fremovexattr, kNaming},
-      {SYS_ftruncate, kChangingFile},
-      {SYS_fallocate, kChangingFile},
-      {SYS_fchmod, kChangingFile},
-      {SYS_fchown, kChangingFile},
-      {SYS_utimensat, kChangingFile},
-      {SYS_fsync, kFlushing},
-      {SYS_fdatasync, kFlushing},
-      {SYS_syncfs, kFlushing},
-      {SYS_mount, {EIO, EROFS, EPERM, EACCES, EBUSY, EMFILE, ENOMEM}},
-      {SYS_umount2, {EPERM, EBUSY, ENOMEM}},
-      {SYS_reboot, {EPERM}},
-      {SYS_kill, {EPERM}},
-      {SYS_tgkill, {EPERM}},
-      {SYS_pidfd_send_signal, {EPERM}},
-      {SYS_clone, {EPERM, ENOMEM, EAGAIN}},
-      {SYS_clone3, {EPERM, ENOMEM, EAGAIN}},
-      {SYS_vfork, {ENOMEM, EAGAIN}},
-      {SYS_fork, {ENOMEM, EAGAIN}},
-      {SYS_wait4, {EINTR}},
-      {SYS_waitid, {EINTR}},
-      {SYS_mmap, {ENOMEM, EACCES, EPERM}},
-      {SYS_mprotect, {ENOMEM, EACCES}},
-      {SYS_munmap, {ENOMEM}},
-      {SYS_mremap, {ENOMEM}},
-      {SYS_pipe, kMakingDescriptor},
-      {SYS_pipe2, kMakingDescriptor},
-      {SYS_dup, {EMFILE, EBUSY, EINTR}},
-      {SYS_dup3, {EMFILE, EBUSY, EINTR}},
-      {SYS_eventfd2, kMakingDescriptor},
-      {SYS_epoll_create1, kMakingDescriptor},
-      {SYS_timerfd_create, kMakingDescriptor},
-      {SYS_inotify_init1, kMakingDescriptor},
-      {SYS_memfd_create, kMakingDescriptor},
-      {SYS_pidfd_open, kMakingDescriptor},
-      {SYS_bpf, kMakingDescriptor},
-      {SYS_socket, {EACCES, EMFILE, ENOMEM}},
-      {SYS_accept4, {EMFILE, ENOMEM, EINTR, EPERM}},
-      {SYS_connect, kSending},
-      {SYS_bind, {EACCES, ENOMEM}},
-      {SYS_sendto, kSending},
-      {SYS_sendmsg, kSending},
-      {SYS_recvfrom, {ENOMEM, EINTR}},
-      {SYS_recvmsg, {ENOMEM, EINTR}},
-      {SYS_setsockopt, {ENOMEM}},
-      {SYS_epoll_ctl, {ENOMEM, ENOSPC, EPERM}},
-      {SYS_inotify_add_watch, {EACCES, ENOMEM, ENOSPC}},
-      {SYS_epoll_wait, {EINTR}},
-      {SYS_epoll_pwait, {EINTR}},
-      {SYS_poll, kWaiting},
-      {SYS_ppoll, kWaiting},
-      {SYS_futex, {EINTR}},
-      {SYS_nanosleep, {EINTR}},
-      {SYS_clock_nanosleep, {EINTR}},
-      {SYS_ioctl, {EIO, EPERM, EACCES, EBUSY, ENOMEM, EINTR}},
-      {SYS_fcntl, {EPERM, EACCES, EBUSY, EINTR}},
-      {SYS_flock, {EINTR, ENOMEM}},
-      {SYS_add_key, {EACCES, ENOMEM}},
-      {SYS_request_key, {EACCES, ENOMEM, EINTR}},
-      {SYS_keyctl, {EACCES, ENOMEM}},
-      {SYS_getrandom, {EINTR}},
-      {SYS_chdir, kLooking},
-      {SYS_prctl, {EPERM, EACCES}},
-      {SYS_setns, {EPERM, ENOMEM}},
-      {SYS_unshare, {EPERM, ENOMEM, ENOSPC}},
-      {SYS_open_tree, {EACCES, EPERM, EMFILE, ENOMEM}},
-      {SYS_move_mount, {EACCES, EPERM, EBUSY, ENOMEM}},
-      {SYS_mount_setattr, {EPERM, EBUSY, ENOMEM}}};
-  return kTable;
-}
+struct CallErrors {
+  std::uint64_t number;
+  Errors errors;
+};
+
+constexpr std::array kTable{
+    CallErrors{SYS_read, {EIO, EINTR}},
+    CallErrors{SYS_pread64, {EIO, EINTR}},
+    CallErrors{SYS_getdents64, {EIO}},
+    CallErrors{SYS_write, {EIO, ENOSPC, EPERM, EINTR}},
+    CallErrors{SYS_pwrite64, {EIO, ENOSPC, EPERM, EINTR}},
+    CallErrors{SYS_writev, {EIO, ENOSPC, EPERM, EINTR}},
+    CallErrors{SYS_sendfile, {EIO, ENOMEM}},
+    CallErrors{SYS_copy_file_range, {EIO, ENOSPC, EPERM, ENOMEM}},
+    CallErrors{SYS_close, {EIO, ENOSPC, EINTR}},
+    CallErrors{SYS_stat, kLooking},
+    CallErrors{SYS_lstat, kLooking},
+    CallErrors{SYS_fstat, {EIO, ENOMEM}},
+    CallErrors{SYS_newfstatat, kLooking},
+    CallErrors{SYS_statx, kLooking},
+    CallErrors{SYS_access, kLooking},
+    CallErrors{SYS_faccessat, kLooking},
+    CallErrors{SYS_faccessat2, kLooking},
+    CallErrors{SYS_readlink, kLooking},
+    CallErrors{SYS_readlinkat, kLooking},
+    CallErrors{SYS_statfs, {EIO, EACCES, ENOMEM, EINTR}},
+    CallErrors{SYS_fstatfs, {EIO, ENOMEM, EINTR}},
+    CallErrors{SYS_getxattr, kLooking},
+    CallErrors{SYS_lgetxattr, kLooking},
+    CallErrors{SYS_fgetxattr, kLooking},
+    CallErrors{SYS_listxattr, kLooking},
+    CallErrors{SYS_llistxattr, kLooking},
+    CallErrors{SYS_flistxattr, kLooking},
+    CallErrors{SYS_mkdir, kNaming},
+    CallErrors{SYS_mkdirat, kNaming},
+    CallErrors{SYS_mknod, kNaming},
+    CallErrors{SYS_mknodat, kNaming},
+    CallErrors{SYS_unlink, kNaming},
+    CallErrors{SYS_unlinkat, kNaming},
+    CallErrors{SYS_rmdir, kNaming},
+    CallErrors{SYS_rename, kNaming},
+    CallErrors{SYS_renameat, kNaming},
+    CallErrors{SYS_renameat2, kNaming},
+    CallErrors{SYS_setxattr, kNaming},
+    CallErrors{SYS_fsetxattr, kNaming},
+    CallErrors{SYS_fremovexattr, kNaming},
+    CallErrors{SYS_ftruncate, kChangingFile},
+    CallErrors{SYS_fallocate, kChangingFile},
+    CallErrors{SYS_fchmod, kChangingFile},
+    CallErrors{SYS_fchown, kChangingFile},
+    CallErrors{SYS_utimensat, kChangingFile},
+    CallErrors{SYS_fsync, kFlushing},
+    CallErrors{SYS_fdatasync, kFlushing},
+    CallErrors{SYS_syncfs, kFlushing},
+    CallErrors{SYS_mount, {EIO, EROFS, EPERM, EACCES, EBUSY, EMFILE, ENOMEM}},
+    CallErrors{SYS_umount2, {EPERM, EBUSY, ENOMEM}},
+    CallErrors{SYS_reboot, {EPERM}},
+    CallErrors{SYS_kill, {EPERM}},
+    CallErrors{SYS_tgkill, {EPERM}},
+    CallErrors{SYS_pidfd_send_signal, {EPERM}},
+    CallErrors{SYS_clone, {EPERM, ENOMEM, EAGAIN}},
+    CallErrors{SYS_clone3, {EPERM, ENOMEM, EAGAIN}},
+    CallErrors{SYS_vfork, {ENOMEM, EAGAIN}},
+    CallErrors{SYS_fork, {ENOMEM, EAGAIN}},
+    CallErrors{SYS_wait4, {EINTR}},
+    CallErrors{SYS_waitid, {EINTR}},
+    CallErrors{SYS_mmap, {ENOMEM, EACCES, EPERM}},
+    CallErrors{SYS_mprotect, {ENOMEM, EACCES}},
+    CallErrors{SYS_munmap, {ENOMEM}},
+    CallErrors{SYS_mremap, {ENOMEM}},
+    CallErrors{SYS_pipe, kMakingDescriptor},
+    CallErrors{SYS_pipe2, kMakingDescriptor},
+    CallErrors{SYS_dup, {EMFILE, EBUSY, EINTR}},
+    CallErrors{SYS_dup3, {EMFILE, EBUSY, EINTR}},
+    CallErrors{SYS_eventfd2, kMakingDescriptor},
+    CallErrors{SYS_epoll_create1, kMakingDescriptor},
+    CallErrors{SYS_timerfd_create, kMakingDescriptor},
+    CallErrors{SYS_inotify_init1, kMakingDescriptor},
+    CallErrors{SYS_memfd_create, kMakingDescriptor},
+    CallErrors{SYS_pidfd_open, kMakingDescriptor},
+    CallErrors{SYS_bpf, kMakingDescriptor},
+    CallErrors{SYS_socket, {EACCES, EMFILE, ENOMEM}},
+    CallErrors{SYS_accept4, {EMFILE, ENOMEM, EINTR, EPERM}},
+    CallErrors{SYS_connect, kSending},
+    CallErrors{SYS_bind, {EACCES, ENOMEM}},
+    CallErrors{SYS_sendto, kSending},
+    CallErrors{SYS_sendmsg, kSending},
+    CallErrors{SYS_recvfrom, {ENOMEM, EINTR}},
+    CallErrors{SYS_recvmsg, {ENOMEM, EINTR}},
+    CallErrors{SYS_setsockopt, {ENOMEM}},
+    CallErrors{SYS_epoll_ctl, {ENOMEM, ENOSPC, EPERM}},
+    CallErrors{SYS_inotify_add_watch, {EACCES, ENOMEM, ENOSPC}},
+    CallErrors{SYS_epoll_wait, {EINTR}},
+    CallErrors{SYS_epoll_pwait, {EINTR}},
+    CallErrors{SYS_poll, kWaiting},
+    CallErrors{SYS_ppoll, kWaiting},
+    CallErrors{SYS_futex, {EINTR}},
+    CallErrors{SYS_nanosleep, {EINTR}},
+    CallErrors{SYS_clock_nanosleep, {EINTR}},
+    CallErrors{SYS_ioctl, {EIO, EPERM, EACCES, EBUSY, ENOMEM, EINTR}},
+    CallErrors{SYS_fcntl, {EPERM, EACCES, EBUSY, EINTR}},
+    CallErrors{SYS_flock, {EINTR, ENOMEM}},
+    CallErrors{SYS_add_key, {EACCES, ENOMEM}},
+    CallErrors{SYS_request_key, {EACCES, ENOMEM, EINTR}},
+    CallErrors{SYS_keyctl, {EACCES, ENOMEM}},
+    CallErrors{SYS_getrandom, {EINTR}},
+    CallErrors{SYS_chdir, kLooking},
+    CallErrors{SYS_prctl, {EPERM, EACCES}},
+    CallErrors{SYS_setns, {EPERM, ENOMEM}},
+    CallErrors{SYS_unshare, {EPERM, ENOMEM, ENOSPC}},
+    CallErrors{SYS_open_tree, {EACCES, EPERM, EMFILE, ENOMEM}},
+    CallErrors{SYS_move_mount, {EACCES, EPERM, EBUSY, ENOMEM}},
+    CallErrors{SYS_mount_setattr, {EPERM, EBUSY, ENOMEM}}};
 
 bool isOpening(const SystemCall& call) {
   return call.number == SYS_open || call.number == SYS_openat || call.number == SYS_openat2;
 }
 
 // EBUSY is what an exclusive look at a block device gets, EROFS and ENOSPC who means to change.
-Errors errorsOfOpening(const SystemCall& call) {
-  Errors errors{EIO, EPERM, EACCES, EMFILE, ENOMEM, EINTR};
+std::vector<int> errorsOfOpening(const SystemCall& call) {
+  std::vector<int> errors{EIO, EPERM, EACCES, EMFILE, ENOMEM, EINTR};
   if (changesSomething(call)) {
     errors.insert(errors.end(), {ENOSPC, EROFS});
   }
@@ -168,15 +171,22 @@ bool canBeShort(const SystemCall& call) {
   }
 }
 
+std::vector<int> errorsOf(const SystemCall& call) {
+  if (isOpening(call)) {
+    return errorsOfOpening(call);
+  }
+  const auto* found = std::ranges::find(kTable, call.number, &CallErrors::number);
+  if (found == kTable.end()) {
+    return {};
+  }
+  return {found->errors.begin(), std::ranges::find(found->errors, 0)};
+}
+
 }  // namespace
 
 std::vector<CallFault> faultsOf(const SystemCall& call) {
-  const auto found = table().find(call.number);
-  const Errors errors = isOpening(call)          ? errorsOfOpening(call)
-                        : found != table().end() ? found->second
-                                                 : Errors{};
   std::vector<CallFault> faults;
-  std::ranges::transform(errors, std::back_inserter(faults),
+  std::ranges::transform(errorsOf(call), std::back_inserter(faults),
                          [](int error) { return CallFault{error}; });
   if (canBeShort(call)) {
     faults.push_back({});

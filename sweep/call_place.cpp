@@ -1,8 +1,8 @@
 #include "sweep/call_place.h"
 
+#include <algorithm>
 #include <array>
 #include <climits>
-#include <map>
 #include <regex>
 #include <sys/syscall.h>
 #include <sys/uio.h>
@@ -20,81 +20,82 @@ struct Subject {
   int request = -1;
 };
 
-const std::map<std::uint64_t, Subject>& subjects() {
-  constexpr Subject kDescriptor{.descriptor = 0};
-  constexpr Subject kPath{.path = 0};
-  constexpr Subject kPathBelow{.descriptor = 0, .path = 1};
-  constexpr Subject kRequest{.descriptor = 0, .request = 1};
-  static const std::map<std::uint64_t, Subject> kSubjects{
-      {SYS_read, kDescriptor},
-      {SYS_write, kDescriptor},
-      {SYS_pread64, kDescriptor},
-      {SYS_pwrite64, kDescriptor},
-      {SYS_writev, kDescriptor},
-      {SYS_getdents64, kDescriptor},
-      {SYS_close, kDescriptor},
-      {SYS_fstat, kDescriptor},
-      {SYS_fstatfs, kDescriptor},
-      {SYS_fgetxattr, kDescriptor},
-      {SYS_flistxattr, kDescriptor},
-      {SYS_fsetxattr, kDescriptor},
-      {SYS_fremovexattr, kDescriptor},
-      {SYS_ftruncate, kDescriptor},
-      {SYS_fallocate, kDescriptor},
-      {SYS_fchmod, kDescriptor},
-      {SYS_fchown, kDescriptor},
-      {SYS_fsync, kDescriptor},
-      {SYS_fdatasync, kDescriptor},
-      {SYS_syncfs, kDescriptor},
-      {SYS_connect, kDescriptor},
-      {SYS_bind, kDescriptor},
-      {SYS_sendto, kDescriptor},
-      {SYS_sendmsg, kDescriptor},
-      {SYS_recvfrom, kDescriptor},
-      {SYS_recvmsg, kDescriptor},
-      {SYS_dup, kDescriptor},
-      {SYS_mmap, {.descriptor = 4}},
-      {SYS_sendfile, kDescriptor},
-      {SYS_copy_file_range, {.descriptor = 2}},
-      {SYS_ioctl, kRequest},
-      {SYS_fcntl, kRequest},
-      {SYS_prctl, {.request = 0}},
-      {SYS_bpf, {.request = 0}},
-      {SYS_epoll_ctl, {.descriptor = 2, .request = 1}},
-      {SYS_open, kPath},
-      {SYS_stat, kPath},
-      {SYS_lstat, kPath},
-      {SYS_access, kPath},
-      {SYS_readlink, kPath},
-      {SYS_statfs, kPath},
-      {SYS_getxattr, kPath},
-      {SYS_lgetxattr, kPath},
-      {SYS_listxattr, kPath},
-      {SYS_mkdir, kPath},
-      {SYS_mknod, kPath},
-      {SYS_unlink, kPath},
-      {SYS_rmdir, kPath},
-      {SYS_rename, kPath},
-      {SYS_chdir, kPath},
-      {SYS_umount2, kPath},
-      {SYS_mount, {.path = 1}},
-      {SYS_memfd_create, kPath},
-      {SYS_openat, kPathBelow},
-      {SYS_openat2, kPathBelow},
-      {SYS_newfstatat, kPathBelow},
-      {SYS_statx, kPathBelow},
-      {SYS_faccessat, kPathBelow},
-      {SYS_faccessat2, kPathBelow},
-      {SYS_readlinkat, kPathBelow},
-      {SYS_mkdirat, kPathBelow},
-      {SYS_mknodat, kPathBelow},
-      {SYS_unlinkat, kPathBelow},
-      {SYS_renameat, kPathBelow},
-      {SYS_renameat2, kPathBelow},
-      {SYS_utimensat, kPathBelow},
-      {SYS_inotify_add_watch, kPathBelow}};
-  return kSubjects;
-}
+struct CallSubject {
+  std::uint64_t number;
+  Subject subject;
+};
+
+constexpr Subject kDescriptor{.descriptor = 0};
+constexpr Subject kPath{.path = 0};
+constexpr Subject kPathBelow{.descriptor = 0, .path = 1};
+constexpr Subject kRequest{.descriptor = 0, .request = 1};
+constexpr std::array kSubjects{CallSubject{SYS_read, kDescriptor},
+                               CallSubject{SYS_write, kDescriptor},
+                               CallSubject{SYS_pread64, kDescriptor},
+                               CallSubject{SYS_pwrite64, kDescriptor},
+                               CallSubject{SYS_writev, kDescriptor},
+                               CallSubject{SYS_getdents64, kDescriptor},
+                               CallSubject{SYS_close, kDescriptor},
+                               CallSubject{SYS_fstat, kDescriptor},
+                               CallSubject{SYS_fstatfs, kDescriptor},
+                               CallSubject{SYS_fgetxattr, kDescriptor},
+                               CallSubject{SYS_flistxattr, kDescriptor},
+                               CallSubject{SYS_fsetxattr, kDescriptor},
+                               CallSubject{SYS_fremovexattr, kDescriptor},
+                               CallSubject{SYS_ftruncate, kDescriptor},
+                               CallSubject{SYS_fallocate, kDescriptor},
+                               CallSubject{SYS_fchmod, kDescriptor},
+                               CallSubject{SYS_fchown, kDescriptor},
+                               CallSubject{SYS_fsync, kDescriptor},
+                               CallSubject{SYS_fdatasync, kDescriptor},
+                               CallSubject{SYS_syncfs, kDescriptor},
+                               CallSubject{SYS_connect, kDescriptor},
+                               CallSubject{SYS_bind, kDescriptor},
+                               CallSubject{SYS_sendto, kDescriptor},
+                               CallSubject{SYS_sendmsg, kDescriptor},
+                               CallSubject{SYS_recvfrom, kDescriptor},
+                               CallSubject{SYS_recvmsg, kDescriptor},
+                               CallSubject{SYS_dup, kDescriptor},
+                               CallSubject{SYS_mmap, {.descriptor = 4}},
+                               CallSubject{SYS_sendfile, kDescriptor},
+                               CallSubject{SYS_copy_file_range, {.descriptor = 2}},
+                               CallSubject{SYS_ioctl, kRequest},
+                               CallSubject{SYS_fcntl, kRequest},
+                               CallSubject{SYS_prctl, {.request = 0}},
+                               CallSubject{SYS_bpf, {.request = 0}},
+                               CallSubject{SYS_epoll_ctl, {.descriptor = 2, .request = 1}},
+                               CallSubject{SYS_open, kPath},
+                               CallSubject{SYS_stat, kPath},
+                               CallSubject{SYS_lstat, kPath},
+                               CallSubject{SYS_access, kPath},
+                               CallSubject{SYS_readlink, kPath},
+                               CallSubject{SYS_statfs, kPath},
+                               CallSubject{SYS_getxattr, kPath},
+                               CallSubject{SYS_lgetxattr, kPath},
+                               CallSubject{SYS_listxattr, kPath},
+                               CallSubject{SYS_mkdir, kPath},
+                               CallSubject{SYS_mknod, kPath},
+                               CallSubject{SYS_unlink, kPath},
+                               CallSubject{SYS_rmdir, kPath},
+                               CallSubject{SYS_rename, kPath},
+                               CallSubject{SYS_chdir, kPath},
+                               CallSubject{SYS_umount2, kPath},
+                               CallSubject{SYS_mount, {.path = 1}},
+                               CallSubject{SYS_memfd_create, kPath},
+                               CallSubject{SYS_openat, kPathBelow},
+                               CallSubject{SYS_openat2, kPathBelow},
+                               CallSubject{SYS_newfstatat, kPathBelow},
+                               CallSubject{SYS_statx, kPathBelow},
+                               CallSubject{SYS_faccessat, kPathBelow},
+                               CallSubject{SYS_faccessat2, kPathBelow},
+                               CallSubject{SYS_readlinkat, kPathBelow},
+                               CallSubject{SYS_mkdirat, kPathBelow},
+                               CallSubject{SYS_mknodat, kPathBelow},
+                               CallSubject{SYS_unlinkat, kPathBelow},
+                               CallSubject{SYS_renameat, kPathBelow},
+                               CallSubject{SYS_renameat2, kPathBelow},
+                               CallSubject{SYS_utimensat, kPathBelow},
+                               CallSubject{SYS_inotify_add_watch, kPathBelow}};
 
 // A text of the traced program; it may end before a page that is not there.
 std::string textOf(pid_t thread, std::uint64_t address) {
@@ -103,8 +104,8 @@ std::string textOf(pid_t thread, std::uint64_t address) {
     std::array<char, kPage> piece{};
     const std::size_t length = kPage - address % kPage;
     const iovec here{piece.data(), length};
-    const iovec there{reinterpret_cast<void*>(address),
-                      length};  // NOLINT(performance-no-int-to-ptr)
+    void* const place = reinterpret_cast<void*>(address);  // NOLINT(performance-no-int-to-ptr)
+    const iovec there{place, length};
     const ssize_t count = ::process_vm_readv(thread, &here, 1, &there, 1, 0);
     if (count <= 0) {
       return text;
@@ -158,10 +159,12 @@ std::string subjectOf(const SystemCall& call, const Subject& subject) {
 }  // namespace
 
 std::string placeOf(const SystemCall& call) {
-  const auto subject = subjects().find(call.number);
+  const auto* known = std::ranges::find(kSubjects, call.number, &CallSubject::number);
   const std::string about =
-      subject == subjects().end() ? "" : withoutChance(subjectOf(call, subject->second));
-  return nameOf(call) + (about.empty() ? "" : ' ' + about);
+      known == kSubjects.end() ? "" : withoutChance(subjectOf(call, known->subject));
+  const bool opens = call.number == SYS_open || call.number == SYS_openat;
+  return nameOf(call) + (about.empty() ? "" : ' ' + about) +
+         (opens && changesSomething(call) ? kToChange : "");
 }
 
 }  // namespace marrow::sweep

@@ -7,6 +7,9 @@
 
 namespace marrow::sweep {
 
+// Ends the place of a call that opens something to change it.
+inline constexpr const char* kToChange = ", to change it";
+
 // The call's name and what it is about: "openat /etc/initrd-release", "fsync /run/marrow/...",
 // "mmap". What differs from run to run in a path (numbers of processes, random endings) stands as
 // "*". Empty when the program's memory cannot be read. The thread stands at the call's entry.

@@ -19,7 +19,8 @@ struct Disturbance {
   bool readsShort = false;
 };
 
-// The lines that a run told, numbers and random endings left out.
+// The lines that a run told, numbers and random endings left out, and those that tell of no failure
+// but depend on how long something took.
 std::set<std::string> linesOf(const std::string& told);
 
 // How it came out, in the order of how much of it is to be seen.

@@ -74,6 +74,14 @@ class FailSweep {
             .hasFired = [](const StartEnd& end) { return end.trace.faults > 0; }};
   }
 
+  // As few stops as will do.
+  static DaemonTrace::Calls callsFor(const FaultCase& one) {
+    if (one.place.ends_with(kToChange)) {
+      return {.kind = DaemonTrace::Calls::Kind::kChanges};
+    }
+    return {.kind = DaemonTrace::Calls::Kind::kNumber, .number = one.number};
+  }
+
   static StartPlan planFor(const FaultCase& one, const std::shared_ptr<std::size_t>& seen) {
     const auto atStop = [one, seen](const SystemCall& call) -> DaemonTrace::Order {
       const bool isHere = call.isOwn && call.atEntry && call.number == one.number &&
@@ -84,8 +92,7 @@ class FailSweep {
       }
       return false;
     };
-    return {.atStop = atStop,
-            .calls = {.kind = DaemonTrace::Calls::Kind::kNumber, .number = one.number}};
+    return {.atStop = atStop, .calls = callsFor(one)};
   }
 
   const SweepOptions& _options;

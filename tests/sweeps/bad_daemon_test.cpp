@@ -1,22 +1,11 @@
 // Programs in the daemon's place that lose, mix or leave things: a sweep has to see it.
-#include "rehearsal/files.h"
-#include "tests/rehearsal/temporary_folder.h"
+#include "tests/sweeps/bad_daemon_fixture.h"
 
-#include <cstdlib>
-#include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <string>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace marrow::sweep {
 namespace {
 
-using rehearsal::Descriptor;
-using rehearsal::openFile;
-using rehearsal::readFile;
-using rehearsal::writeFile;
 using testing::HasSubstr;
 
 // Goes to the folder of the volume group on the preboot volume.
@@ -26,55 +15,6 @@ constexpr const char* kGoToGroup =
     "mkdir /run/volume\n"
     "mount -n -t ext4 \"$1\" /run/volume\n"
     "cd /run/volume/*-*-*-*-*\n";
-
-const char* casesOf(const std::string& kind) {
-  return kind == "planted"   ? "--to=13"
-         : kind == "watched" ? "--looks=100"
-         : kind == "power"   ? "--sample=50"
-                             : "--sample=24";
-}
-
-class BadDaemon : public testing::Test {
- protected:
-  // Returns what the sweep wrote; it has to end with "something was lost".
-  std::string sweep(const std::string& script, const std::string& kind) {
-    writeFile(folder / "daemon", script, 0755);
-    return sweepWith(folder / "daemon", kind, argumentFor(kind));
-  }
-
-  std::string sweepWith(const std::filesystem::path& daemon, const std::string& kind,
-                        const char* argument) {
-    const Descriptor output = openFile(folder / "output", O_RDWR | O_CREAT | O_TRUNC);
-    const pid_t child = ::fork();
-    if (child == 0) {
-      ::dup2(output.number(), STDOUT_FILENO);
-      ::dup2(output.number(), STDERR_FILENO);
-      ::execl(MARROW_SWEEP, "marrow-sweep", kind.c_str(), "--scenario", "booted-from-proposed",
-              casesOf(kind), "--daemon", daemon.c_str(), argument, nullptr);
-      ::_exit(127);
-    }
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1) << status;
-    return readFile(folder / "output").value_or("");
-  }
-
-  // One that the kind takes.
-  static const char* argumentFor(const std::string& kind) {
-    if (kind == "fill") {
-      return "--every=1";
-    }
-    if (kind == "planted") {
-      return "--from=13";  // a link in the place of the file that names the boot objects
-    }
-    if (kind == "watched") {
-      return "--files=100";
-    }
-    return kind == "power" ? "--finish-every=1000" : "--changes";
-  }
-
-  rehearsal::TemporaryFolder folder;
-};
 
 constexpr const char* kMovesAway =
     "mv morrel1/current morrel1/old\n"
@@ -113,11 +53,6 @@ TEST_F(BadDaemon, IsSeenToLeaveNoLiveTreeWhenACallFails) {
   EXPECT_THAT(sweepWith(MARROW_BAD_DAEMON, "fail", "--changes"),
               testing::ContainsRegex("rename morrel1/proposed, E[A-Z]+ #1 [^\n]*"
                                      "preboot.sealed is neither old nor new .*-> \\(none\\)"));
-}
-
-TEST_F(BadDaemon, IsSeenToLeaveNoLiveTreeWhenThereIsNoMemory) {
-  EXPECT_THAT(sweepWith(MARROW_BAD_DAEMON, "starve", "--every=1"),
-              testing::ContainsRegex("preboot.sealed is neither old nor new .*-> \\(none\\)"));
 }
 
 TEST_F(BadDaemon, IsSeenToMixTreesWhenTheDiskIsFull) {
