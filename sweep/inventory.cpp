@@ -51,17 +51,20 @@ Inventory takeInventory(const fs::path& folder,
 Complaints compareInventories(const std::string& where, const Inventory& before,
                               const Inventory& after) {
   Complaints complaints;
+  const auto complain = [&](const std::string& path, const std::string& what) {
+    complaints.push_back(std::string(where).append(": ").append(path).append(what));
+  };
   for (const auto& [path, state] : after) {
     const auto known = before.find(path);
     if (known == before.end()) {
-      complaints.push_back(where + ": " + path + " is new");
+      complain(path, " is new");
     } else if (known->second != state) {
-      complaints.push_back(where + ": " + path + " was " + known->second + " and is " + state);
+      complain(path, std::string(" was ").append(known->second).append(" and is ").append(state));
     }
   }
   for (const auto& [path, state] : before) {
     if (!after.contains(path)) {
-      complaints.push_back(where + ": " + path + " has gone");
+      complain(path, " has gone");
     }
   }
   return complaints;

@@ -126,6 +126,7 @@ void PlantedMachine::plantInBaseSystem(Thing thing, const PlantedPlace& place) {
 PlantedMachine::Volumes PlantedMachine::lookAtVolumes() const {
   const BootDisk& disk = _machine.disk().layout();
   std::vector<std::string> changed;
+  changed.reserve(kChanged.size());
   for (const char* path : kChanged) {
     changed.push_back(PlantedPlace{Ground::kPreboot, path}.pathOn(disk));
   }
