@@ -34,7 +34,8 @@ void SwapOfTwentyThousandFiles(benchmark::State& state) {
   const bool flushed = state.range(0) != 0;
   const ScratchDisk& disk = scratchDisk();
   NoLog log;
-  LinuxFileTrees trees(log);
+  WaitWatch waits(log);
+  LinuxFileTrees trees(log, waits);
   makeTree(disk.at("live"));
   for (auto _ : state) {
     state.PauseTiming();
@@ -64,7 +65,8 @@ BENCHMARK(SwapOfTwentyThousandFiles)
 void SwapThatWasDone(benchmark::State& state) {
   const ScratchDisk& disk = scratchDisk();
   NoLog log;
-  LinuxFileTrees trees(log);
+  WaitWatch waits(log);
+  LinuxFileTrees trees(log, waits);
   fs::create_directory(disk.at("staged"));
   fs::create_directory(disk.at("live"));
   bool swapped = trees.swap(disk.at("staged"), disk.at("live")) == 0;
@@ -82,7 +84,8 @@ BENCHMARK(SwapThatWasDone)->Unit(benchmark::kMicrosecond)->UseRealTime();
 void RemovalOfTwentyThousandFiles(benchmark::State& state) {
   const ScratchDisk& disk = scratchDisk();
   NoLog log;
-  LinuxFileTrees trees(log);
+  WaitWatch waits(log);
+  LinuxFileTrees trees(log, waits);
   for (auto _ : state) {
     state.PauseTiming();
     makeTree(disk.at("old"));

@@ -119,8 +119,10 @@ void MWDaemonManager::_synchronizeTelemetryToUpdateVolume() {
 
 void MWDaemonManager::_writeLoamMigratorMetricsToNVRAMForPath(
     const std::string& path, const std::optional<std::string>& updateVolume) {
-  // Not blocking, so that whatever lies at the path cannot hold the reboot up.
-  const int descriptor = _services.files.open(path, OpenFlags::readOnly | OpenFlags::nonBlocking);
+  // Not blocking, so that whatever lies at the path cannot hold the reboot up; no link is followed,
+  // so that nothing else of the machine gets into the firmware.
+  const int descriptor = _services.files.open(
+      path, OpenFlags::readOnly | OpenFlags::nonBlocking | OpenFlags::noFollow);
   if (descriptor < 0) {
     const int errorNumber = errno;
     log(generalLogChannel(), LogLevel::error, "Loam Metrics: Error trying to open file (%@). %s",

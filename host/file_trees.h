@@ -1,4 +1,6 @@
 // Moves whole files and trees from one place to another. On failure -1 with errno set; any thread.
+// No link on the way to a place is followed (ELOOP), but on the way to the file that moveFile()
+// takes.
 #pragma once
 
 #include <string>

@@ -19,6 +19,11 @@ enum class OpenFlags : std::uint32_t {
   nonBlocking = 1U << 3U,
   create = 1U << 4U,  // with mode 0644
   truncate = 1U << 5U,
+  noFollow = 1U << 6U,  // what the path names is no link: otherwise ELOOP
+  // No part of the path is a link: otherwise ELOOP (openat2(2), RESOLVE_NO_SYMLINKS). With
+  // `create`, what stands at the path itself and is a link, a FIFO, a device, or a file that has
+  // other names as well makes way for a new file, so that nothing else is written to.
+  noLinks = 1U << 7U,
 };
 
 constexpr OpenFlags operator|(OpenFlags left, OpenFlags right) {

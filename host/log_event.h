@@ -18,6 +18,9 @@ enum class LogEvent : std::uint8_t {
   stashedKeyNotCommitted,
   rebootFailed,
 
+  // A wait without a limit takes long.
+  waitGoesOn,
+
   // Any operation.
   operationStarted,
   operationSkipped,

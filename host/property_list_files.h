@@ -1,5 +1,5 @@
 // Property-list files, read and written whole as dictionaries. Any thread; two writers of one file
-// must take turns.
+// must take turns. A path that leads through a link, or is one, is refused (ELOOP).
 #pragma once
 
 #include "host/error_record.h"

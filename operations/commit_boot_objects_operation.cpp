@@ -156,10 +156,12 @@ void MWCommitBootObjectsOperation::recordActive(const std::string& bootObjects) 
       "Updated %@ with NSIH = %@", path, name);
 }
 
-// Failures are not told.
+// Failures are not told. What somebody has put in the file's place must neither be written to nor
+// hold the run up.
 void MWCommitBootObjectsOperation::writeFile(const std::string& path, const std::string& text) {
   const int descriptor =
-      _files.open(path, OpenFlags::create | OpenFlags::truncate | OpenFlags::writeOnly);
+      _files.open(path, OpenFlags::create | OpenFlags::truncate | OpenFlags::writeOnly |
+                            OpenFlags::nonBlocking | OpenFlags::noLinks);
   if (descriptor >= 0) {
     _files.write(descriptor, text);
     _files.close(descriptor);

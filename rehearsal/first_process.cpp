@@ -18,6 +18,7 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 namespace marrow::rehearsal {
 namespace {
@@ -61,11 +62,14 @@ void giveUpCapabilities() {
   }
 }
 
-[[noreturn]] void becomeDaemon() {
+[[noreturn]] void becomeDaemon(const std::vector<std::string>& more) {
   const std::string path = std::string("/") + machine_path::kDaemon;
   std::array<char*, 2> arguments{const_cast<char*>(path.c_str()), nullptr};
-  std::array<char*, 2> environment{const_cast<char*>("PATH=/usr/sbin:/usr/bin:/sbin:/bin"),
-                                   nullptr};
+  std::vector<char*> environment{const_cast<char*>("PATH=/usr/sbin:/usr/bin:/sbin:/bin")};
+  for (const std::string& variable : more) {
+    environment.push_back(const_cast<char*>(variable.c_str()));
+  }
+  environment.push_back(nullptr);
   ::execve(path.c_str(), arguments.data(), environment.data());
   std::perror("marrowd");
   ::_exit(kNotStarted);
@@ -114,7 +118,7 @@ void runFirstProcess(const MachineSettings& settings, int trouble) {
       if (settings.beforeDaemon) {
         settings.beforeDaemon();
       }
-      becomeDaemon();
+      becomeDaemon(settings.environment);
     }
     ::close(kTroubleDescriptor);
     ::_exit(waitForDaemon(daemon));

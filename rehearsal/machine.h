@@ -9,6 +9,7 @@
 #include <functional>
 #include <string>
 #include <sys/types.h>
+#include <vector>
 
 namespace marrow::rehearsal {
 
@@ -21,6 +22,8 @@ struct MachineSettings {
   // Run in the daemon's process before the daemon becomes its program, the machine being complete:
   // where a tracer takes it.
   std::function<void()> beforeDaemon{};
+  // "NAME=VALUE": what the daemon finds beside PATH.
+  std::vector<std::string> environment{};
 };
 
 // How a machine came to its end. The kernel ends the first process of a process namespace with

@@ -7,6 +7,7 @@
 #include "rehearsal/units.h"
 #include "rehearsal/workplace.h"
 
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 

@@ -87,13 +87,14 @@ bool MWStorageController::syncChangesToDisk(const std::optional<std::string>& pa
   return true;
 }
 
-// A descriptor, or -1 with errno set.
+// A descriptor, or -1 with errno set. Without waiting, for in a folder's place there may be a FIFO.
 int MWStorageController::openForSync(const std::optional<std::string>& path) {
   if (!path) {
     errno = ENOENT;
     return -1;
   }
-  return _services.files.open(*path, OpenFlags::readOnly);
+  return _services.files.open(*path,
+                              OpenFlags::readOnly | OpenFlags::nonBlocking | OpenFlags::noLinks);
 }
 
 }  // namespace marrow

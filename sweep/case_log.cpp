@@ -75,4 +75,10 @@ void CaseLog::add(const std::string& series, std::size_t number, const std::stri
   std::fflush(stdout);
 }
 
+void CaseLog::addNotTried(const std::string& series, std::size_t number) {
+  ++_notTried;
+  std::printf("NOT TRIED: %s\n", keyOf(series, number).c_str());
+  std::fflush(stdout);
+}
+
 }  // namespace marrow::sweep

@@ -30,16 +30,22 @@ class CaseLog {
   void add(const std::string& series, std::size_t number, const std::string& place,
            const Complaints& complaints);
 
+  // A case in which what was to go wrong did not: it has not passed, and is tried again by a later
+  // sweep.
+  void addNotTried(const std::string& series, std::size_t number);
+
   // Cases done by this sweep, cases done by earlier ones, and those in which something was wrong.
   std::size_t cases() const { return _cases; }
   std::size_t doneBefore() const { return _done.size(); }
   std::size_t failures() const { return _failures; }
+  std::size_t notTried() const { return _notTried; }
 
  private:
   std::set<std::string> _done;
   std::ofstream _file;
   std::size_t _cases = 0;
   std::size_t _failures = 0;
+  std::size_t _notTried = 0;
 };
 
 }  // namespace marrow::sweep

@@ -9,11 +9,29 @@ namespace marrow::sweep {
 using namespace rehearsal;
 
 bool CaseRun::interrupt(const DaemonTrace::AtStop& atStop) {
-  const StartEnd end = start(atStop);
+  const StartEnd end = start({.atStop = atStop, .calls = _machine.calls()});
   if (!end.trace.killed) {
     judgeFinished(end);
   }
   return end.trace.killed;
+}
+
+CaseRun::Disturbed CaseRun::disturb(const StartPlan& plan, const Disturbance& disturbance,
+                                    const std::set<std::string>& usual) {
+  const Snapshot before = _machine.look();
+  Disturbed found{.end = start(plan)};
+  _told = found.end.console + found.end.log;
+  DisturbedRun run{.before = before,
+                   .after = _machine.look(),
+                   .end = expected().after,
+                   .usualLines = usual,
+                   .told = _told,
+                   .machine = found.end.machine};
+  add(judgeDisturbed(run, disturbance));
+  found.outcome = outcomeOf(run);
+  found.traces = tracesOf(run);
+  _scenario = afterCut(_scenario, run.before, run.after);
+  return found;
 }
 
 Snapshot CaseRun::judgeCutState() {
@@ -24,15 +42,15 @@ Snapshot CaseRun::judgeCutState() {
   return atCut;
 }
 
-void CaseRun::finish() { judgeFinished(start(nullptr)); }
+void CaseRun::finish() { judgeFinished(start({})); }
 
 Expectation CaseRun::expected() const {
   return expectedEnd(_scenario, _machine.disk().layout(), _machine.before(),
                      SweptMachine::migratorWords());
 }
 
-StartEnd CaseRun::start(const DaemonTrace::AtStop& atStop) {
-  StartEnd end = _machine.start(atStop);
+StartEnd CaseRun::start(const StartPlan& plan) {
+  StartEnd end = _machine.start(plan);
   _console = end.console;
   _peakMemory = std::max(_peakMemory, end.trace.peakMemory);
   if (end.trace.hung) {

@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <filesystem>
 #include <string>
+#include <sys/personality.h>
 #include <sys/ptrace.h>
 #include <sys/time.h>
 #include <sys/wait.h>
@@ -96,9 +98,13 @@ pid_t nextWithNews() {
 }  // namespace
 
 void DaemonTrace::waitForTracer(Calls calls) {
+  // Each start has the same addresses.
+  ::personality(ADDR_NO_RANDOMIZE);
   ::raise(SIGSTOP);
-  if (calls == Calls::kChanges) {
+  if (calls.kind == Calls::Kind::kChanges) {
     showOnlyChanges();
+  } else if (calls.kind == Calls::Kind::kNumber) {
+    showOnly(calls.number);
   }
 }
 
@@ -151,6 +157,8 @@ void DaemonTrace::takeEvent(pid_t thread, int status) {
   }
   if (event == PTRACE_EVENT_EXIT) {
     measure(thread);
+    _isOwn.erase(thread);
+    _faulty.erase(thread);
   }
   // That the daemon's process stopped to be taken is over.
   const bool isNews = event == 0 && signal != SIGSTOP && signal != SIGCONT && signal != SIGTRAP;
@@ -166,13 +174,45 @@ void DaemonTrace::takeCall(pid_t thread) {
     enter(call, thread, info.entry.nr, info.entry.args);
   } else if (known && info.op == PTRACE_SYSCALL_INFO_SECCOMP) {
     enter(call, thread, info.seccomp.nr, info.seccomp.args);
+  } else if (known) {
+    call.result = info.exit.rval;
   }
-  if (known && _isDaemon && !_end.killed && _atStop(call)) {
+  if (known && !call.atEntry) {
+    finishFault(thread);
+  }
+  if (known && _isDaemon && !_end.killed) {
+    call.isOwn = isOwn(thread);
+    obey(_atStop(call), call);
+  }
+  goOn(thread, 0, call.atEntry);
+}
+
+void DaemonTrace::obey(const Order& order, const SystemCall& call) {
+  if (const auto* fault = std::get_if<CallFault>(&order)) {
+    _faulty.insert_or_assign(call.thread, FaultyCall(call, *fault));
+  } else if (std::get<bool>(order)) {
     measure(_daemon);
     _end.killed = true;
     ::kill(_daemon, SIGKILL);
   }
-  goOn(thread, 0, call.atEntry);
+}
+
+void DaemonTrace::finishFault(pid_t thread) {
+  const auto found = _faulty.find(thread);
+  if (found != _faulty.end()) {
+    _end.faults += found->second.finish() ? 1 : 0;
+    _faulty.erase(found);
+  }
+}
+
+bool DaemonTrace::isOwn(pid_t thread) {
+  const auto known = _isOwn.find(thread);
+  if (known != _isOwn.end()) {
+    return known->second;
+  }
+  const auto place = "/proc/" + std::to_string(_daemon) + "/task/" + std::to_string(thread);
+  std::error_code none;
+  return _isOwn[thread] = std::filesystem::exists(place, none);
 }
 
 void DaemonTrace::measure(pid_t thread) {
@@ -186,7 +226,7 @@ void DaemonTrace::measure(pid_t thread) {
 // Where the kernel shows some calls only, it is asked for the exits of these. A thread that was
 // killed meanwhile answers ESRCH.
 void DaemonTrace::goOn(pid_t thread, int signal, bool inCall) const {
-  const bool everyCall = _atStop && _calls == Calls::kAll;
+  const bool everyCall = _atStop && _calls.kind == Calls::Kind::kAll;
   ::ptrace(everyCall || (_atStop && inCall) ? PTRACE_SYSCALL : PTRACE_CONT, thread, nullptr,
            signal);
 }

@@ -1,6 +1,7 @@
 // The firmware variables at one moment, to go back to.
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -11,6 +12,8 @@ class FirmwareCopy {
  public:
   // Of a folder in the form of efivarfs.
   explicit FirmwareCopy(const std::filesystem::path& folder);
+
+  std::size_t count() const { return _files.size(); }
 
   bool operator==(const FirmwareCopy&) const = default;
 

@@ -113,8 +113,10 @@ class KillSweep {
 void sweepKills(const SweepOptions& options, const rehearsal::Scenario& scenario,
                 const std::string& daemon, const rehearsal::Workplace& workplace,
                 rehearsal::Interruption& interruption, CaseLog& log) {
-  const auto calls = options.onlyChanges ? DaemonTrace::Calls::kChanges : DaemonTrace::Calls::kAll;
-  SweptMachine machine({scenario, options.fileSystem, daemon, calls}, workplace, interruption);
+  using Kind = DaemonTrace::Calls::Kind;
+  const Kind calls = options.onlyChanges ? Kind::kChanges : Kind::kAll;
+  SweptMachine machine({scenario, options.fileSystem, daemon, {.kind = calls}}, workplace,
+                       interruption);
   KillSweep(options, machine, log).run(interruption);
 }
 

@@ -2,8 +2,12 @@
 #include "rehearsal/interruption.h"
 #include "rehearsal/problem.h"
 #include "rehearsal/rehearsal.h"
+#include "sweep/fail_sweep.h"
+#include "sweep/fill_sweep.h"
 #include "sweep/kill_sweep.h"
+#include "sweep/planted_sweep.h"
 #include "sweep/power_sweep.h"
+#include "sweep/starve_sweep.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -45,6 +49,24 @@ std::vector<Scenario> chosenScenarios(const SweepOptions& options) {
   return chosen;
 }
 
+auto sweepOf(SweepKind kind) {
+  switch (kind) {
+    case SweepKind::kPower:
+      return sweepPowerCuts;
+    case SweepKind::kFail:
+      return sweepFailures;
+    case SweepKind::kFill:
+      return sweepFullDisks;
+    case SweepKind::kStarve:
+      return sweepStarvation;
+    case SweepKind::kPlanted:
+      return sweepPlanted;
+    case SweepKind::kKill:
+      break;
+  }
+  return sweepKills;
+}
+
 int sweep(const SweepOptions& options) {
   marrow::rehearsal::requireNamespaces();
   marrow::rehearsal::requireFileSystem(options.fileSystem);
@@ -53,12 +75,14 @@ int sweep(const SweepOptions& options) {
   const std::string daemon = readDaemon(options);
   const marrow::rehearsal::Workplace workplace;
   for (const Scenario& scenario : chosenScenarios(options)) {
-    (options.kind == SweepKind::kPower ? sweepPowerCuts : sweepKills)(options, scenario, daemon,
-                                                                      workplace, interruption, log);
+    sweepOf(options.kind)(options, scenario, daemon, workplace, interruption, log);
   }
   std::printf("%zu cases (%zu more passed before), %zu of them lost something.\n", log.cases(),
               log.doneBefore(), log.failures());
-  return log.failures() == 0 ? 0 : kLost;
+  if (log.failures() != 0) {
+    return kLost;
+  }
+  return log.notTried() == 0 ? 0 : kNotTried;
 }
 
 }  // namespace

@@ -97,8 +97,9 @@ void sweepPowerCuts(const SweepOptions& options, const rehearsal::Scenario& scen
                     const std::string& daemon, const rehearsal::Workplace& workplace,
                     rehearsal::Interruption& interruption, CaseLog& log) {
   requireRecorder();
-  SweptMachine machine({scenario, options.fileSystem, daemon, DaemonTrace::Calls::kChanges},
-                       workplace, interruption);
+  SweptMachine machine(
+      {scenario, options.fileSystem, daemon, {.kind = DaemonTrace::Calls::Kind::kChanges}},
+      workplace, interruption);
   PowerSweep(options, machine, recordRun(machine, workplace), log).run(interruption);
 }
 

@@ -12,7 +12,10 @@ using rehearsal::FileSystem;
 
 constexpr const char* kDescription =
     "Interrupts the real marrowd everywhere: `kill` at each system call of a run, `power` at each "
-    "write that reaches the disk. Each case is judged, run again to its end and judged again. Ends "
+    "write that reaches the disk; `fail` has each system call of the daemon fail, `fill` fills its "
+    "volumes and the firmware, `starve` has its allocations fail. Each case is "
+    "judged, run again to its end and judged again. `planted` lets it meet what does not belong "
+    "there. Ends "
     "with 0 when nothing was lost in any case, 1 when something was, 2 when it could not be tried.";
 
 const std::map<std::string, FileSystem> kFileSystems{
@@ -55,6 +58,13 @@ std::optional<SweepOptions> parseSweepOptions(int argc, const char* const* argv,
   CLI::App* kill = app.add_subcommand("kill", "Kill the daemon at each system call of its run");
   kill->add_flag("--changes", options.onlyChanges, "Only at the calls that change something");
   kill->add_flag("--again", options.again, "Kill the next run as well, somewhere");
+  CLI::App* fail = app.add_subcommand(
+      "fail", "Have each system call of the daemon fail, with every error that goes with it");
+  fail->add_flag("--changes", options.onlyChanges, "Only the calls that change something");
+  CLI::App* fill = app.add_subcommand(
+      "fill", "Leave each number of free blocks on each volume, and of pages in the firmware");
+  CLI::App* starve = app.add_subcommand(
+      "starve", "Have the first allocation of each place fail: it alone, then all later ones too");
   CLI::App* power = app.add_subcommand("power", "Cut the power after each write of the disk");
   power->add_option("--subsets", options.subsets, "Lose so many random sets of unflushed writes")
       ->type_name("N")
@@ -65,15 +75,23 @@ std::optional<SweepOptions> parseSweepOptions(int argc, const char* const* argv,
       ->check(CLI::PositiveNumber.description(""))
       ->type_name("K")
       ->capture_default_str();
-  addCaseOptions(*kill, options);
-  addCaseOptions(*power, options);
+  CLI::App* planted =
+      app.add_subcommand("planted", "Put links, pipes, devices and the like where files belong");
+  for (CLI::App* command : {kill, fail, fill, starve, power, planted}) {
+    addCaseOptions(*command, options);
+  }
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     status = app.exit(error) == 0 ? 0 : 2;
     return std::nullopt;
   }
-  options.kind = power->parsed() ? SweepKind::kPower : SweepKind::kKill;
+  options.kind = power->parsed()     ? SweepKind::kPower
+                 : fail->parsed()    ? SweepKind::kFail
+                 : fill->parsed()    ? SweepKind::kFill
+                 : starve->parsed()  ? SweepKind::kStarve
+                 : planted->parsed() ? SweepKind::kPlanted
+                                     : SweepKind::kKill;
   return options;
 }
 

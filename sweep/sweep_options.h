@@ -10,7 +10,7 @@
 
 namespace marrow::sweep {
 
-enum class SweepKind { kKill, kPower };
+enum class SweepKind { kKill, kPower, kFail, kFill, kStarve, kPlanted };
 
 struct SweepOptions {
   SweepKind kind = SweepKind::kKill;

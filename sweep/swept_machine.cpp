@@ -26,11 +26,15 @@ constexpr std::array kScreens{"dev/console", "dev/tty1", "dev/kmsg", kOutput};
 constexpr std::array kOfOneStart{"run", "private/tmp", "tmp"};
 constexpr const char* kLogLine = "nothing to do";
 constexpr const char* kMetrics = "dry-run status=0";
+// So much follows in the log that it takes some blocks of a disk.
+constexpr std::size_t kLogLength = 20000;
+
+std::string migratorLog() { return kLogLine + ('\n' + std::string(kLogLength, 'x')); }
 
 // The tool's arguments stand in this order: -M -m METRICS -l LOG -n -t SECONDS -g FIFO DEVICE.
 std::string migratorScript(int status) {
-  return std::string("#!/bin/sh\necho 50 >\"${10}\"\necho '") + kLogLine + "' >\"$5\"\necho '" +
-         kMetrics + "' >\"$3\"\nexit " + std::to_string(status) + "\n";
+  return std::string("#!/bin/sh\necho 50 >\"${10}\"\necho '") + migratorLog() +
+         "' >\"$5\"\necho '" + kMetrics + "' >\"$3\"\nexit " + std::to_string(status) + "\n";
 }
 
 std::string describeFile(const std::filesystem::path& path) {
@@ -88,6 +92,10 @@ void SweptMachine::makeBaseSystem() {
     writeFile(_root / machine_path::kMigrator, migratorScript(status), 0755);
   }
   writeFile(_root / kOutput, "");
+  for (const auto& [path, content] : _choice.files) {
+    std::filesystem::create_directories((_root / path).parent_path());
+    writeFile(_root / path, content, 0755);
+  }
   _baseSystemBefore = baseSystemFiles();
 }
 
@@ -123,8 +131,15 @@ void SweptMachine::freshenBaseSystem() const {
 }
 
 StartEnd SweptMachine::start(const DaemonTrace::AtStop& atStop) {
+  return start(StartPlan{.atStop = atStop, .calls = _choice.calls});
+}
+
+StartEnd SweptMachine::start(const StartPlan& plan) {
   freshenBaseSystem();
-  const DaemonTrace::Calls calls = atStop ? _choice.calls : DaemonTrace::Calls::kAll;
+  if (plan.prepare) {
+    plan.prepare();
+  }
+  const DaemonTrace::Calls calls = plan.atStop ? plan.calls : DaemonTrace::Calls{};
   const MachineSettings settings{.view = {.root = _root,
                                           .firmware = _firmware.folder(),
                                           .console = _root / "dev/console",
@@ -132,14 +147,16 @@ StartEnd SweptMachine::start(const DaemonTrace::AtStop& atStop) {
                                           .onlyDisk = _disk.device().name()},
                                  .output = _root / kOutput,
                                  .refuseReboot = _choice.scenario.rebootRefused,
-                                 .beforeDaemon = [calls] { DaemonTrace::waitForTracer(calls); }};
+                                 .beforeDaemon = [calls] { DaemonTrace::waitForTracer(calls); },
+                                 .environment = plan.environment};
   StartEnd end;
   Machine machine(settings);
   const std::string processes = processNamespace(machine.process());
-  end.trace = DaemonTrace(machine, calls, atStop).run(kPatience);
+  end.trace = DaemonTrace(machine, calls, plan.atStop).run(kPatience);
   end.machine = machine.wait();
   end.leftovers = leftovers(processes, _disk.device().name());
   end.console = readFile(_root / "dev/console").value_or("");
+  end.log = readFile(_root / "dev/kmsg").value_or("") + readFile(_root / kOutput).value_or("");
   return end;
 }
 
@@ -151,12 +168,22 @@ void SweptMachine::settleFirmware() {
 
 Snapshot SweptMachine::look() const {
   _disk.device().waitUntilUnused();
-  return takeSnapshot({.disk = _disk.layout(),
-                       .node = [this](int number) { return _disk.device().node(number); },
-                       .image = _disk.image(),
-                       .firmware = _firmware,
-                       .root = _root,
-                       .place = _place});
+  Snapshot found = takeSnapshot({.disk = _disk.layout(),
+                                 .node = [this](int number) { return _disk.device().node(number); },
+                                 .image = _disk.image(),
+                                 .firmware = _firmware,
+                                 .root = _root,
+                                 .place = _place});
+  if (found.at("update.log") == kLogLine && isLogCutShort()) {
+    found["update.log"] = "a part of it";
+  }
+  return found;
+}
+
+bool SweptMachine::isLogCutShort() const {
+  const int number = *_disk.layout().partitionOf(partition_type::kUpdate);
+  const MountedVolume volume(_disk.device().node(number), _place, MountedVolume::Access::kReadOnly);
+  return readFile(volume.path() / "loam_migrator.log") != migratorLog() + '\n';
 }
 
 std::vector<std::string> SweptMachine::ownFilesLeft() const {

@@ -9,6 +9,8 @@
 #include "sweep/firmware_copy.h"
 #include "sweep/swept_disk.h"
 
+#include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -20,7 +22,20 @@ struct MachineChoice {
   rehearsal::FileSystem fileSystem = rehearsal::FileSystem::kExt4;
   // The program's bytes.
   std::string daemon;
-  DaemonTrace::Calls calls = DaemonTrace::Calls::kAll;
+  DaemonTrace::Calls calls{};
+  // More files of the base system: what they hold, by their paths below its root.
+  std::map<std::string, std::string> files{};
+};
+
+// What is done to the daemon during one start.
+struct StartPlan {
+  // Without it the daemon is not stopped.
+  DaemonTrace::AtStop atStop{};
+  DaemonTrace::Calls calls{};
+  // "NAME=VALUE", of the daemon and what it starts.
+  std::vector<std::string> environment{};
+  // Changes the fresh base system before the daemon starts.
+  std::function<void()> prepare{};
 };
 
 // How one start went.
@@ -28,6 +43,8 @@ struct StartEnd {
   TraceEnd trace;
   rehearsal::MachineEnd machine;
   std::string console;
+  // The kernel's log, in which the daemon's stands, and what it wrote to its standard output.
+  std::string log;
   // What it left on the machine that it ran on, see leftovers.h.
   std::vector<std::string> leftovers;
 };
@@ -38,6 +55,8 @@ class SweptMachine {
                rehearsal::Interruption& interruption);
 
   const rehearsal::Scenario& scenario() const { return _choice.scenario; }
+  DaemonTrace::Calls calls() const { return _choice.calls; }
+  const rehearsal::BootDisk& layout() const { return _disk.layout(); }
   SweptDisk& disk() { return _disk; }
   const rehearsal::FirmwareStore& firmware() const { return _firmware; }
   const FirmwareCopy& firmwareBefore() const { return _firmwareBefore; }
@@ -52,12 +71,17 @@ class SweptMachine {
   // See SweptDisk::attach(): the base system gets the other nodes.
   void attachDisk(int file);
 
+  // Root of the base system, which each start makes afresh as far as a run changes it.
+  const std::filesystem::path& root() const { return _root; }
+
   // Starts it from a fresh base system. Returns when it has come to its end.
   StartEnd start(const DaemonTrace::AtStop& atStop);
+  StartEnd start(const StartPlan& plan);
 
   // Brings the firmware's variables to what a firmware would hold after an interruption.
   void settleFirmware();
 
+  // The migrator's log counts on the update volume when it is whole.
   rehearsal::Snapshot look() const;
 
   // Names, on the volumes that a run writes to, of files that it made for itself.
@@ -68,6 +92,7 @@ class SweptMachine {
   std::vector<std::string> baseSystemChanges() const;
 
  private:
+  bool isLogCutShort() const;
   void makeBaseSystem();
   void freshenBaseSystem() const;
   std::map<std::string, std::string> baseSystemFiles() const;

@@ -42,21 +42,49 @@ bool opensForChange(std::uint64_t flags) {
 }
 
 bool writesToFile(const SystemCall& call) {
-  const auto link = std::filesystem::path("/proc") / std::to_string(call.thread) / "fd" /
-                    std::to_string(call.arguments[0]);
-  std::error_code none;
-  const std::string target = std::filesystem::read_symlink(link, none);
+  const std::string target = targetOf(call, 0);
   return target.starts_with('/') && !target.starts_with("/dev/");
 }
 
+// Lets every call pass and shows some of them to the tracer.
+class Filter {
+ public:
+  void show(std::uint64_t number, const std::vector<scmp_arg_cmp>& conditions = {}) {
+    _isGood = _isGood && seccomp_rule_add_array(
+                             _filter, SCMP_ACT_TRACE(0), static_cast<int>(number),
+                             static_cast<unsigned>(conditions.size()), conditions.data()) == 0;
+  }
+
+  void load() {
+    if (!_isGood || seccomp_load(_filter) != 0) {
+      ::_exit(kNoFilter);
+    }
+    seccomp_release(_filter);
+  }
+
+ private:
+  scmp_filter_ctx _filter = seccomp_init(SCMP_ACT_ALLOW);
+  bool _isGood = _filter != nullptr;
+};
+
 }  // namespace
 
-std::string describe(const SystemCall& call) {
+std::string nameOf(const SystemCall& call) {
   const std::unique_ptr<char, void (*)(void*)> name(
       seccomp_syscall_resolve_num_arch(SCMP_ARCH_NATIVE, static_cast<int>(call.number)),
       &std::free);
-  return (call.atEntry ? "entry of " : "exit of ") +
-         (name ? std::string(name.get()) : "call " + std::to_string(call.number));
+  return name ? std::string(name.get()) : "call " + std::to_string(call.number);
+}
+
+std::string describe(const SystemCall& call) {
+  return (call.atEntry ? "entry of " : "exit of ") + nameOf(call);
+}
+
+std::string targetOf(const SystemCall& call, int argument) {
+  const auto number = static_cast<int>(call.arguments.at(static_cast<std::size_t>(argument)));
+  std::error_code none;
+  return std::filesystem::read_symlink(
+      "/proc/" + std::to_string(call.thread) + "/fd/" + std::to_string(number), none);
 }
 
 bool changesSomething(const SystemCall& call) {
@@ -72,27 +100,25 @@ bool changesSomething(const SystemCall& call) {
 }
 
 void showOnlyChanges() {
-  scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ALLOW);
-  bool good = filter != nullptr;
-  const auto show = [&](std::uint64_t number, const std::vector<scmp_arg_cmp>& conditions) {
-    good = good &&
-           seccomp_rule_add_array(filter, SCMP_ACT_TRACE(0), static_cast<int>(number),
-                                  static_cast<unsigned>(conditions.size()), conditions.data()) == 0;
-  };
+  Filter filter;
   for (const std::uint64_t number : kChanges) {
-    show(number, {});
+    filter.show(number);
   }
   for (const std::uint64_t number : kWrites) {
-    show(number, {});
+    filter.show(number);
   }
   for (const std::uint64_t flag : kOpensForChange) {
-    show(SYS_open, {{.arg = 1, .op = SCMP_CMP_MASKED_EQ, .datum_a = flag, .datum_b = flag}});
-    show(SYS_openat, {{.arg = 2, .op = SCMP_CMP_MASKED_EQ, .datum_a = flag, .datum_b = flag}});
+    filter.show(SYS_open, {{.arg = 1, .op = SCMP_CMP_MASKED_EQ, .datum_a = flag, .datum_b = flag}});
+    filter.show(SYS_openat,
+                {{.arg = 2, .op = SCMP_CMP_MASKED_EQ, .datum_a = flag, .datum_b = flag}});
   }
-  if (!good || seccomp_load(filter) != 0) {
-    ::_exit(kNoFilter);
-  }
-  seccomp_release(filter);
+  filter.load();
+}
+
+void showOnly(std::uint64_t number) {
+  Filter filter;
+  filter.show(number);
+  filter.load();
 }
 
 }  // namespace marrow::sweep

@@ -32,8 +32,9 @@ class Operation final : public Replacement {
 
  private:
   NoLog _log;
-  LinuxFileTrees _trees{_log};
-  LinuxFiles _files;
+  WaitWatch _waits{_log};
+  LinuxFileTrees _trees{_log, _waits};
+  LinuxFiles _files{_waits};
 };
 
 }  // namespace

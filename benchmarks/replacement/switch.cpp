@@ -35,7 +35,8 @@ double millisecondsOf(const Work& work) {
 // Both trees are on the medium before: what is left of the swap is the visible switch.
 Times measure(const ScratchDisk& disk, const TreeShape& shape, int rounds) {
   NoLog log;
-  LinuxFileTrees trees(log);
+  WaitWatch waits(log);
+  LinuxFileTrees trees(log, waits);
   Times times;
   for (int round = 0; round < rounds; ++round) {
     makeSampleTree(disk.at("live"), shape, 'o');

@@ -1,6 +1,7 @@
 #include "host/linux/directory_entry.h"
 
 #include "host/linux/retry.h"
+#include "host/linux/strict_open.h"
 #include "host/paths.h"
 
 #include <cerrno>
@@ -9,15 +10,24 @@
 
 namespace marrow {
 
-DirectoryEntry openDirectoryOf(std::string_view path) {
+namespace {
+
+Descriptor openFolderAt(const std::string& path, LinksOnTheWay links) {
+  constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+  return links == LinksOnTheWay::refused
+             ? openWithoutLinks(path, kFlags)
+             : Descriptor(retryInterrupted([&] { return ::open(path.c_str(), kFlags); }));
+}
+
+}  // namespace
+
+DirectoryEntry openDirectoryOf(std::string_view path, LinksOnTheWay links) {
   if (path.empty()) {
     errno = ENOENT;
     return {};
   }
-  const std::string folder = deletingLastPathComponent(path);
-  Descriptor opened(retryInterrupted([&] {
-    return ::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  }));
+  const std::string above = deletingLastPathComponent(path);
+  Descriptor opened = openFolderAt(above.empty() ? "." : above, links);
   return {std::move(opened), lastPathComponent(path)};
 }
 

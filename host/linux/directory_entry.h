@@ -14,8 +14,10 @@ struct DirectoryEntry {
   std::string name;   // without slashes, unless it is the root
 };
 
-// Links on the way to the folder are followed.
-DirectoryEntry openDirectoryOf(std::string_view path);
+// Whether links on the way to the folder are followed; otherwise ELOOP (strict_open.h).
+enum class LinksOnTheWay : bool { refused, followed };
+
+DirectoryEntry openDirectoryOf(std::string_view path, LinksOnTheWay links = LinksOnTheWay::refused);
 
 // Has the names in the folder reach the medium. False with errno set; never EINVAL.
 bool flushDirectory(int folder);

@@ -17,14 +17,16 @@ namespace {
 
 constexpr std::size_t kAttributesLength = 4;
 
+// A plain folder in the firmware's place may hold links and FIFOs.
+constexpr int kQuietly = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
 // efivarfs makes every variable that it does not know immutable, so that nobody deletes one by
 // accident (Documentation/filesystems/efivarfs.rst). This takes the flag off a file for as long as
 // it lives. Where that is not allowed, the change itself will fail and say so.
 class ImmutableFlagLifted {
  public:
   explicit ImmutableFlagLifted(const std::string& path)
-      : _file(retryInterrupted(
-            [&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); })) {
+      : _file(retryInterrupted([&] { return ::open(path.c_str(), kQuietly | O_RDONLY); })) {
     if (_file && request(FS_IOC_GETFLAGS, _flags) == 0 && isImmutable()) {
       set(_flags & ~FS_IMMUTABLE_FL);
     }
@@ -60,10 +62,8 @@ int removeMutable(const std::string& path) {
 // The firmware takes each write(2) for a value of its own, so there must be one only. Without
 // O_TRUNC a plain file would keep the tail of a longer value.
 int writeMutable(const std::string& path, std::string_view bytes) {
-  const Descriptor file(retryInterrupted([&] {
-    return ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK | O_NOCTTY,
-                  0644);
-  }));
+  const Descriptor file(retryInterrupted(
+      [&] { return ::open(path.c_str(), kQuietly | O_WRONLY | O_CREAT | O_TRUNC, 0644); }));
   if (!file) {
     return errno;
   }

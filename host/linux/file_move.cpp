@@ -72,7 +72,8 @@ bool removeSource(const DirectoryEntry& entry, int source) {
 }  // namespace
 
 int moveRegularFile(const std::string& from, const std::string& to, LogHandle& log) {
-  const DirectoryEntry entry = openDirectoryOf(from);
+  // The base system may have its folder for temporary files elsewhere; the volume may not.
+  const DirectoryEntry entry = openDirectoryOf(from, LinksOnTheWay::followed);
   if (!entry.folder) {
     return -1;
   }

@@ -11,7 +11,8 @@ struct LinuxDisks::Parts {
   Parts(LogHandle& log, const LinuxDiskRoots& roots)
       : devices(roots.sysfs, roots.dev),
         deviceTree(roots.deviceTree, roots.efivars),
-        udevQueue(roots.run, roots.procfs),
+        waits(log),
+        udevQueue(roots.run, roots.procfs, waits),
         mountTable(roots.procfs),
         mountSpaces(roots.procfs),
         holders(roots.procfs),
@@ -30,6 +31,7 @@ struct LinuxDisks::Parts {
   DeviceStack stack{devices};
   LoamContainers containers{devices, stack};
   DeviceTree deviceTree;
+  WaitWatch waits;
   UdevQueue udevQueue;
   MountTable mountTable;
   MountSpaces mountSpaces;

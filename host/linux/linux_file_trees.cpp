@@ -34,7 +34,7 @@ int renameEntry(const Installation& places, unsigned flags) {
 
 // Has what is staged reach the medium: a file by itself, a tree with its whole file system. Of a
 // link or a special file there is nothing but its name.
-bool flushStaged(const DirectoryEntry& entry) {
+bool flushWhole(const DirectoryEntry& entry) {
   struct stat status {};
   if (::fstatat(entry.folder.number(), entry.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
     return false;
@@ -106,11 +106,17 @@ void settleFlushError() {
 
 }  // namespace
 
-LinuxFileTrees::LinuxFileTrees(LogHandle& log) : _log(log) {}
+LinuxFileTrees::LinuxFileTrees(LogHandle& log, WaitWatch& waits) : _log(log), _waits(waits) {}
+
+bool LinuxFileTrees::flushStaged(const DirectoryEntry& entry, const std::string& path) const {
+  const WaitWatch::Wait wait(
+      _waits, [&path] { return "the disk to take " + path + " before it is installed"; });
+  return flushWhole(entry);
+}
 
 int LinuxFileTrees::rename(const std::string& from, const std::string& to) {
   Installation places;
-  if (!openPlaces(places, from, to) || !flushStaged(places.from)) {
+  if (!openPlaces(places, from, to) || !flushStaged(places.from, from)) {
     return -1;
   }
   const TerminationGuard guard;
@@ -130,7 +136,7 @@ int LinuxFileTrees::swap(const std::string& from, const std::string& to) {
   }
   const TerminationGuard guard;
   markReplaced(places.to, to);
-  if (!flushStaged(places.from) || !exchange(places)) {
+  if (!flushStaged(places.from, from) || !exchange(places)) {
     unmarkSuperseded(places.to);
     return -1;
   }

@@ -4,6 +4,7 @@
 
 #include "host/file_trees.h"
 #include "host/linux/directory_entry.h"
+#include "host/linux/wait_watch.h"
 #include "host/log.h"
 
 #include <string>
@@ -12,7 +13,8 @@ namespace marrow {
 
 class LinuxFileTrees final : public FileTrees {
  public:
-  explicit LinuxFileTrees(LogHandle& log);
+  // The watch is told of flushes that take long; it outlives this object.
+  LinuxFileTrees(LogHandle& log, WaitWatch& waits);
 
   // Flushes the source (a file: fsync(2); a directory: syncfs(2) of its file system), renames it,
   // and flushes both folders. Nothing has moved when it fails, unless the flush of a folder failed:
@@ -35,7 +37,10 @@ class LinuxFileTrees final : public FileTrees {
  private:
   void markReplaced(const DirectoryEntry& entry, const std::string& path);
 
+  bool flushStaged(const DirectoryEntry& entry, const std::string& path) const;
+
   LogHandle& _log;
+  WaitWatch& _waits;
 };
 
 }  // namespace marrow

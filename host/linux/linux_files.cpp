@@ -1,9 +1,12 @@
 #include "host/linux/linux_files.h"
 
+#include "host/linux/directory_entry.h"
 #include "host/linux/retry.h"
+#include "host/linux/strict_open.h"
 
 #include <array>
 #include <fcntl.h>
+#include <filesystem>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -12,14 +15,17 @@ namespace marrow {
 
 namespace {
 
+constexpr mode_t kNewFileMode = 0644;
+
 int systemFlags(OpenFlags flags) {
-  constexpr std::array<std::pair<OpenFlags, int>, 6> kFlags = {{
+  constexpr std::array<std::pair<OpenFlags, int>, 7> kFlags = {{
       {OpenFlags::writeOnly, O_WRONLY},
       {OpenFlags::append, O_APPEND},
       {OpenFlags::noControllingTerminal, O_NOCTTY},
       {OpenFlags::nonBlocking, O_NONBLOCK},
       {OpenFlags::create, O_CREAT},
       {OpenFlags::truncate, O_TRUNC},
+      {OpenFlags::noFollow, O_NOFOLLOW},
   }};
   int combined = O_RDONLY | O_CLOEXEC;
   for (const auto& [flag, number] : kFlags) {
@@ -28,15 +34,54 @@ int systemFlags(OpenFlags flags) {
   return combined;
 }
 
+// As the watch tells of it.
+std::string flushOf(int descriptor) {
+  std::error_code gone;
+  const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+  return "the disk to take what is written below " +
+         std::filesystem::read_symlink(link, gone).native();
+}
+
 FileStatus fileStatus(const struct stat& status) {
   return {status.st_size, S_ISBLK(status.st_mode) || S_ISCHR(status.st_mode) ? status.st_rdev : 0};
+}
+
+// Whether a file of this status holds what is written to it for itself alone, or will not be
+// written to at all.
+bool isPlain(const struct stat& status) {
+  return S_ISDIR(status.st_mode) || (S_ISREG(status.st_mode) && status.st_nlink == 1);
+}
+
+// Where nothing is left at that place, or it cannot be removed, the open that follows tells.
+void makeWay(const DirectoryEntry& entry) {
+  struct stat status {};
+  if (::fstatat(entry.folder.number(), entry.name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+      !isPlain(status)) {
+    ::unlinkat(entry.folder.number(), entry.name.c_str(), 0);
+  }
+}
+
+int createWithoutLinks(const std::string& path, OpenFlags flags) {
+  const DirectoryEntry entry = openDirectoryOf(path);
+  if (!entry.folder) {
+    return -1;
+  }
+  makeWay(entry);
+  return retryInterrupted([&] {
+    return ::openat(entry.folder.number(), entry.name.c_str(), systemFlags(flags) | O_NOFOLLOW,
+                    kNewFileMode);
+  });
 }
 
 }  // namespace
 
 int LinuxFiles::open(const std::string& path, OpenFlags flags) {
-  constexpr mode_t kMode = 0644;
-  return retryInterrupted([&] { return ::open(path.c_str(), systemFlags(flags), kMode); });
+  if (contains(flags, OpenFlags::noLinks)) {
+    return contains(flags, OpenFlags::create)
+               ? createWithoutLinks(path, flags)
+               : openWithoutLinks(path, systemFlags(flags)).release();
+  }
+  return retryInterrupted([&] { return ::open(path.c_str(), systemFlags(flags), kNewFileMode); });
 }
 
 int LinuxFiles::close(int descriptor) { return ::close(descriptor); }
@@ -54,6 +99,7 @@ int LinuxFiles::sync(int descriptor) {
 }
 
 int LinuxFiles::fullSync(int descriptor) {
+  const WaitWatch::Wait wait(_waits, [descriptor] { return flushOf(descriptor); });
   if (retryInterrupted([&] { return ::syncfs(descriptor); }) != 0) {
     return -1;
   }

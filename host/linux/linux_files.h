@@ -3,11 +3,15 @@
 #pragma once
 
 #include "host/files.h"
+#include "host/linux/wait_watch.h"
 
 namespace marrow {
 
 class LinuxFiles final : public Files {
  public:
+  // The watch is told of flushes that take long.
+  explicit LinuxFiles(WaitWatch& waits) : _waits(waits) {}
+
   int open(const std::string& path, OpenFlags flags) override;
   int close(int descriptor) override;
   std::int64_t read(int descriptor, std::span<std::byte> buffer) override;
@@ -22,6 +26,9 @@ class LinuxFiles final : public Files {
   int exists(const std::string& path) override;
   int makeFIFO(const std::string& path, std::uint32_t mode) override;
   int unlink(const std::string& path) override;
+
+ private:
+  WaitWatch& _waits;
 };
 
 }  // namespace marrow

@@ -23,12 +23,17 @@
 #include "host/linux/linux_task_launcher.h"
 #include "host/linux/linux_task_queues.h"
 #include "host/linux/linux_temporary_directory.h"
+#include "host/linux/wait_watch.h"
+
+#include <sys/reboot.h>
+#include <unistd.h>
 
 namespace marrow {
 
 struct LinuxHost::Parts {
   LinuxLog log;
   std::unique_ptr<LogHandle> hostLog = log.createHandle(kHostSubsystem, "");
+  WaitWatch waits{*hostLog};
   LinuxOSVariant osVariant;
   LinuxProcess process{*hostLog};
   LinuxClock clock;
@@ -45,13 +50,18 @@ struct LinuxHost::Parts {
   LinuxInstallerUtilities installerUtilities{
       {variableStore, bootLoaderEntries, disks.media(), *hostLog}};
   LinuxBootPolicy bootPolicy{variableStore};
-  LinuxReboot reboot{bootLoaderEntries, *hostLog};
-  LinuxTaskLauncher taskLauncher;
+  LinuxReboot reboot{bootLoaderEntries, *hostLog, {}, {[this] { flushAll(); }, ::reboot}};
+  LinuxTaskLauncher taskLauncher{waits};
   LinuxFileHandles fileHandles{*hostLog};
-  LinuxFiles files;
-  LinuxFileTrees fileTrees{*hostLog};
+  LinuxFiles files{waits};
+  LinuxFileTrees fileTrees{*hostLog, waits};
   LinuxPropertyListFiles propertyListFiles{*hostLog};
   LinuxTemporaryDirectory temporaryDirectory{*hostLog};
+
+  void flushAll() {
+    const WaitWatch::Wait wait(waits, [] { return "the disks to take everything"; });
+    ::sync();
+  }
 
   // Of the group that the machine was booted from.
   std::optional<std::string> dataVolumeNode() {

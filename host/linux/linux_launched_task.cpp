@@ -1,5 +1,6 @@
 #include "host/linux/linux_launched_task.h"
 
+#include "host/linux/child_watch.h"
 #include "host/linux/retry.h"
 #include "host/linux/text_cut.h"
 #include "host/text_format.h"
@@ -50,17 +51,26 @@ ErrorRef readError(int number) {
 
 }  // namespace
 
-LinuxLaunchedTask::LinuxLaunchedTask(pid_t process, Descriptor output, std::size_t outputLimit)
-    : _process(process), _output(std::move(output)), _outputLimit(outputLimit) {}
+LinuxLaunchedTask::LinuxLaunchedTask(Child child, Descriptor output, std::size_t outputLimit,
+                                     WaitWatch& waits)
+    : _child(std::move(child)),
+      _output(std::move(output)),
+      _outputLimit(outputLimit),
+      _waits(waits) {}
+
+std::string LinuxLaunchedTask::awaited() const {
+  return awaitedOfChild(_child.process, _child.name, _output.number(), _child.processes);
+}
 
 // Collects the child if it happens to have ended.
 LinuxLaunchedTask::~LinuxLaunchedTask() {
   if (!_ended) {
-    ::waitpid(_process, nullptr, WNOHANG);
+    ::waitpid(_child.process, nullptr, WNOHANG);
   }
 }
 
 std::optional<std::string> LinuxLaunchedTask::readOutputToEnd(ErrorSlot error) {
+  const WaitWatch::Wait wait(_waits, [this] { return awaited(); });
   CappedText text(_outputLimit);
   std::string buffer(kReadAtOnce, '\0');
   for (;;) {
@@ -78,8 +88,10 @@ std::optional<std::string> LinuxLaunchedTask::readOutputToEnd(ErrorSlot error) {
 }
 
 void LinuxLaunchedTask::waitUntilExit() {
+  const WaitWatch::Wait wait(_waits, [this] { return awaited(); });
   int status = 0;
-  if (!_ended && retryInterrupted([&] { return ::waitpid(_process, &status, 0); }) == _process) {
+  const auto collect = [&] { return ::waitpid(_child.process, &status, 0); };
+  if (!_ended && retryInterrupted(collect) == _child.process) {
     _ended = true;
     _status = WIFSIGNALED(status) ? WTERMSIG(status) : WEXITSTATUS(status);
   }

@@ -6,6 +6,7 @@
 #include "host/linux/property_list_writer.h"
 #include "host/linux/retry.h"
 #include "host/linux/staged_file.h"
+#include "host/linux/strict_open.h"
 #include "host/text_format.h"
 
 #include <cerrno>
@@ -19,9 +20,7 @@ namespace {
 
 // A regular file; none with errno set when it is anything else.
 Descriptor openRegular(const std::string& path) {
-  Descriptor file(retryInterrupted([&] {
-    return ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  }));
+  Descriptor file = openWithoutLinks(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
   struct stat status {};
   if (file && ::fstat(file.number(), &status) == 0 && !S_ISREG(status.st_mode)) {
     errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
@@ -88,7 +87,7 @@ std::optional<PropertyListDictionary> LinuxPropertyListFiles::readDictionary(
     const std::string& path, ErrorSlot error) {
   const auto text = readText(path);
   if (!text) {
-    storeError(error, systemError(path));
+    tellUnreadable(path, error);
     return std::nullopt;
   }
   std::string problem;
@@ -97,6 +96,16 @@ std::optional<PropertyListDictionary> LinuxPropertyListFiles::readDictionary(
     storeError(error, malformedError(path, problem));
   }
   return dictionary;
+}
+
+// A caller without an error slot takes it as if there were none, which somebody should know of.
+void LinuxPropertyListFiles::tellUnreadable(const std::string& path, ErrorSlot error) {
+  const bool isThere = errno != ENOENT;
+  const ErrorRef problem = systemError(path);
+  if (error == nullptr && isThere) {
+    _log.log(LogLevel::error, problem->localizedDescription().value_or(path));
+  }
+  storeError(error, problem);
 }
 
 bool LinuxPropertyListFiles::writeDictionary(const PropertyListDictionary& dictionary,

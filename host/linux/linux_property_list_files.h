@@ -13,7 +13,7 @@ inline constexpr int kPropertyListMalformed = 1;
 
 class LinuxPropertyListFiles final : public PropertyListFiles {
  public:
-  // Why a file could not be written goes to the log.
+  // Why a file could not be written, or read for a caller who does not ask why, goes to the log.
   explicit LinuxPropertyListFiles(LogHandle& log);
 
   // Never blocks. A link as the last component is refused (ELOOP), since whoever may plant one
@@ -27,6 +27,8 @@ class LinuxPropertyListFiles final : public PropertyListFiles {
   bool writeDictionary(const PropertyListDictionary& dictionary, const std::string& path) override;
 
  private:
+  void tellUnreadable(const std::string& path, ErrorSlot error);
+
   LogHandle& _log;
 };
 

@@ -2,6 +2,7 @@
 
 #include "host/linux/linux_launched_task.h"
 #include "host/linux/small_file.h"
+#include "host/paths.h"
 #include "host/text_format.h"
 
 #include <array>
@@ -120,9 +121,10 @@ ErrorRef launchError(const std::string& path, int number) {
 
 }  // namespace
 
-LinuxTaskLauncher::LinuxTaskLauncher() : LinuxTaskLauncher(Settings()) {}
+LinuxTaskLauncher::LinuxTaskLauncher(WaitWatch& waits) : LinuxTaskLauncher(waits, Settings()) {}
 
-LinuxTaskLauncher::LinuxTaskLauncher(Settings settings) : _settings(std::move(settings)) {}
+LinuxTaskLauncher::LinuxTaskLauncher(WaitWatch& waits, Settings settings)
+    : _waits(waits), _settings(std::move(settings)) {}
 
 // What posix_spawn(3) cannot give back to the child is given back right after: it inherits that it
 // is never killed for memory, and niceness.
@@ -144,8 +146,9 @@ std::unique_ptr<LaunchedTask> LinuxTaskLauncher::launch(const std::string& path,
   }
   ::setpriority(PRIO_PROCESS, static_cast<id_t>(process), 0);
   writeSmallFile(_settings.processes + '/' + std::to_string(process) + "/oom_score_adj", "0\n");
-  return std::make_unique<LinuxLaunchedTask>(process, std::move(pipe->reading),
-                                             _settings.outputLimit);
+  return std::make_unique<LinuxLaunchedTask>(
+      LinuxLaunchedTask::Child{process, lastPathComponent(path), _settings.processes},
+      std::move(pipe->reading), _settings.outputLimit, _waits);
 }
 
 }  // namespace marrow

@@ -1,6 +1,7 @@
 // Runs programs with posix_spawn(3).
 #pragma once
 
+#include "host/linux/wait_watch.h"
 #include "host/task_launcher.h"
 
 #include <cstddef>
@@ -19,14 +20,16 @@ class LinuxTaskLauncher final : public TaskLauncher {
     std::size_t outputLimit = std::size_t{64} << 20U;
   };
 
-  LinuxTaskLauncher();
-  explicit LinuxTaskLauncher(Settings settings);
+  // The watch is told of programs that take long; it outlives this object and its tasks.
+  explicit LinuxTaskLauncher(WaitWatch& waits);
+  LinuxTaskLauncher(WaitWatch& waits, Settings settings);
 
   std::unique_ptr<LaunchedTask> launch(const std::string& path,
                                        const std::vector<std::string>& arguments,
                                        ErrorSlot error) override;
 
  private:
+  WaitWatch& _waits;
   const Settings _settings;
 };
 

@@ -21,6 +21,8 @@ std::string_view messageID(LogEvent event) {
       return "6f96ffb6e5ae40e1888fe46bd7959ebe";
     case LogEvent::rebootFailed:
       return "5d93e59bfb894c7988e3d37941682a3c";
+    case LogEvent::waitGoesOn:
+      return "c2b9cb42fbfd4b709448d5ce232041a1";
     case LogEvent::operationStarted:
       return "546d9e7c2a564a22ba3a1731340675ae";
     case LogEvent::operationSkipped:

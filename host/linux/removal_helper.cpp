@@ -1,6 +1,5 @@
 #include "host/linux/removal_helper.h"
 
-#include <fcntl.h>
 #include <system_error>
 #include <utility>
 
@@ -17,21 +16,13 @@ RemovalHelper::~RemovalHelper() {
   }
 }
 
-bool RemovalHelper::take(int folder, const std::string& name) {
+bool RemovalHelper::take(std::shared_ptr<DIR> folder, const std::string& name) {
   {
     const std::lock_guard lock(_mutex);
-    if (_busy) {
+    if (_busy || !start()) {
       return false;
     }
-  }
-  // The caller may close its own while the helper still works there.
-  Descriptor copy(::fcntl(folder, F_DUPFD_CLOEXEC, 0));
-  if (!copy || !start()) {
-    return false;
-  }
-  {
-    const std::lock_guard lock(_mutex);
-    _folder = std::move(copy);
+    _folder = std::move(folder);
     _name = name;
     _busy = true;
   }
@@ -65,7 +56,7 @@ void RemovalHelper::run() {
       return;
     }
     lock.unlock();
-    const int error = _remove(_folder.number(), _name);
+    const int error = _remove(::dirfd(_folder.get()), _name);
     _folder.reset();
     lock.lock();
     _error = _error == 0 ? error : _error;

@@ -1,10 +1,10 @@
 // A second thread that removes folders of a tree while the first goes on beside it.
 #pragma once
 
-#include "host/linux/descriptor.h"
-
 #include <condition_variable>
+#include <dirent.h>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -24,9 +24,10 @@ class RemovalHelper {
   RemovalHelper(const RemovalHelper&) = delete;
   RemovalHelper& operator=(const RemovalHelper&) = delete;
 
-  // False when it has something to do already, or when there is no thread or descriptor to be had:
-  // the folder is then still the caller's to remove.
-  bool take(int folder, const std::string& name);
+  // The open folder is kept until what is in it under this name is removed. False when it has
+  // something to do already, or when there is no thread to be had: the folder of this name is then
+  // still the caller's to remove.
+  bool take(std::shared_ptr<DIR> folder, const std::string& name);
 
   // Until everything that was taken is done. 0, or the first errno since the last call.
   int wait();
@@ -38,7 +39,7 @@ class RemovalHelper {
   const Remove _remove;
   std::mutex _mutex;
   std::condition_variable _changed;
-  Descriptor _folder;  // of what is to be done
+  std::shared_ptr<DIR> _folder;  // of what is to be done
   std::string _name;
   bool _busy = false;
   bool _ending = false;

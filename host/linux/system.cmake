@@ -4,6 +4,7 @@
 find_library(MARROW_PUGIXML libpugixml.a REQUIRED)
 
 set(MARROW_LINUX_SYSTEM_SOURCES
+  child_watch.cpp
   directory_entry.cpp
   file_metadata.cpp
   file_move.cpp
@@ -34,14 +35,17 @@ set(MARROW_LINUX_SYSTEM_SOURCES
   service_notification.cpp
   socket_address.cpp
   staged_file.cpp
+  strict_open.cpp
   superseded_mark.cpp
   task_loop.cpp
   termination_guard.cpp
   text_cut.cpp
   tree_removal.cpp
+  wait_watch.cpp
   xml_text.cpp)
 
 set(MARROW_LINUX_SYSTEM_HEADERS
+  child_watch.h
   directory_entry.h
   errno_keeper.h
   file_metadata.h
@@ -74,12 +78,14 @@ set(MARROW_LINUX_SYSTEM_HEADERS
   service_notification.h
   socket_address.h
   staged_file.h
+  strict_open.h
   superseded_mark.h
   task_loop.h
   termination_guard.h
   unique_key.h
   text_cut.h
   tree_removal.h
+  wait_watch.h
   xml_text.h)
 
 set(MARROW_LINUX_SYSTEM_PRIVATE ${MARROW_PUGIXML})

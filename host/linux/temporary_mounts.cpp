@@ -25,8 +25,18 @@ unsigned long mountFlags(bool readOnly) {
   return MS_NOSUID | MS_NODEV | (readOnly ? static_cast<unsigned long>(MS_RDONLY) : 0UL);
 }
 
+// A link to a directory is none: nothing is made at places that it leads to.
+bool isDirectory(const std::string& path) {
+  struct stat status {};
+  if (::lstat(path.c_str(), &status) != 0) {
+    return false;
+  }
+  errno = ENOTDIR;
+  return S_ISDIR(status.st_mode);
+}
+
 bool ensureDirectory(const std::string& path, mode_t mode) {
-  return ::mkdir(path.c_str(), mode) == 0 || errno == EEXIST;
+  return ::mkdir(path.c_str(), mode) == 0 || (errno == EEXIST && isDirectory(path));
 }
 
 bool isNodeOf(const std::string& node, dev_t number) {

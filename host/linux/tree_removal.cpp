@@ -28,10 +28,8 @@ namespace {
 // way back.
 constexpr std::size_t kOpenLevels = 6;
 
-struct CloseStream {
-  void operator()(DIR* stream) const { ::closedir(stream); }
-};
-using Stream = std::unique_ptr<DIR, CloseStream>;
+// The helper keeps the one open that it works in.
+using Stream = std::shared_ptr<DIR>;
 
 // Which directory it is, of all that exist at one time.
 struct Identity {
@@ -68,11 +66,12 @@ int openFolder(int folder, const char* name, std::uint64_t rules) {
 
 Stream openStream(int folder, const char* name, std::uint64_t rules) {
   Descriptor opened(openFolder(folder, name, rules));
-  Stream stream(opened ? ::fdopendir(opened.number()) : nullptr);
-  if (stream) {
-    opened.release();
+  DIR* const stream = opened ? ::fdopendir(opened.number()) : nullptr;
+  if (stream == nullptr) {
+    return nullptr;
   }
-  return stream;
+  opened.release();
+  return {stream, ::closedir};
 }
 
 // Some file systems do not tell in the listing what an entry is (readdir(3)).
@@ -86,9 +85,7 @@ bool isDirectory(int folder, const dirent& entry) {
 
 class Removal {
  public:
-  // `rules` are those for the tree's top; the helper is given folders that lie beside others.
-  Removal(int parent, std::uint64_t rules, RemovalHelper* helper)
-      : _parent(parent), _rules(rules), _helper(helper) {}
+  Removal(int parent, RemovalHelper* helper) : _parent(parent), _helper(helper) {}
 
   // 0, or the errno of the first thing that stayed.
   int run(const std::string& name);
@@ -105,7 +102,6 @@ class Removal {
   void fail(int number);
 
   const int _parent;
-  const std::uint64_t _rules;
   RemovalHelper* const _helper;
   std::size_t _helped = 0;  // the level, counted from 1, whose folder the helper was given last
   std::vector<Level> _levels;
@@ -135,8 +131,7 @@ void Removal::enterNext() {
 
 // The last folder is not worth it: there would be nothing to do but wait.
 bool Removal::giveAway(const Level& level, const std::string& name) {
-  if (_helper == nullptr || level.folders.empty() ||
-      !_helper->take(::dirfd(level.stream.get()), name)) {
+  if (_helper == nullptr || level.folders.empty() || !_helper->take(level.stream, name)) {
     return false;
   }
   _helped = _levels.size();
@@ -145,7 +140,7 @@ bool Removal::giveAway(const Level& level, const std::string& name) {
 
 void Removal::enter(int folder, std::string name) {
   Level level;
-  level.stream = openStream(folder, name.c_str(), _levels.empty() ? _rules : RESOLVE_NO_XDEV);
+  level.stream = openStream(folder, name.c_str(), RESOLVE_NO_XDEV);
   if (!level.stream) {
     fail(errno == EXDEV ? EBUSY : errno);
     return;
@@ -230,9 +225,7 @@ void Removal::fail(int number) {
   }
 }
 
-int removeAlone(int folder, const std::string& name) {
-  return Removal(folder, RESOLVE_NO_XDEV, nullptr).run(name);
-}
+int removeAlone(int folder, const std::string& name) { return Removal(folder, nullptr).run(name); }
 
 // On ext4 two threads take two thirds of the time of one; on xfs they gain nothing, on btrfs they
 // stand in each other's way.
@@ -266,7 +259,7 @@ int removeTree(const std::string& path) {
     return ::unlinkat(folder, entry.name.c_str(), 0);
   }
   RemovalHelper helper(removeAlone);
-  const int error = Removal(folder, 0, gainsFromHelp(folder) ? &helper : nullptr).run(entry.name);
+  const int error = Removal(folder, gainsFromHelp(folder) ? &helper : nullptr).run(entry.name);
   return error == 0 ? 0 : failWith(error);
 }
 

@@ -52,8 +52,8 @@ void drain(const Descriptor& watch) {
 
 }  // namespace
 
-UdevQueue::UdevQueue(const std::string& run, const std::string& procfs)
-    : _directory(run + "/udev"), _sockets(procfs + "/net/unix") {}
+UdevQueue::UdevQueue(const std::string& run, const std::string& procfs, WaitWatch& waits)
+    : _directory(run + "/udev"), _sockets(procfs + "/net/unix"), _waits(waits) {}
 
 bool UdevQueue::isEmpty() const { return !exists(_directory + "/queue") || !isListening(); }
 
@@ -73,6 +73,8 @@ void UdevQueue::waitUntilEmpty() const {
   if (isEmpty()) {
     return;
   }
+  const WaitWatch::Wait wait(
+      _waits, [this] { return "udev to deal with its events (" + _directory + "/queue)"; });
   // The watch comes before the second look, so that a removal in between is not missed.
   const Descriptor watch = watchRemovals(_directory);
   while (!isEmpty()) {

@@ -4,13 +4,16 @@
 // thread.
 #pragma once
 
+#include "host/linux/wait_watch.h"
+
 #include <string>
 
 namespace marrow {
 
 class UdevQueue {
  public:
-  UdevQueue(const std::string& run, const std::string& procfs);
+  // The watch is told of the waits.
+  UdevQueue(const std::string& run, const std::string& procfs, WaitWatch& waits);
 
   // True when nothing is pending, and where no udev listens.
   bool isEmpty() const;
@@ -23,6 +26,7 @@ class UdevQueue {
 
   std::string _directory;
   std::string _sockets;
+  WaitWatch& _waits;
 };
 
 }  // namespace marrow

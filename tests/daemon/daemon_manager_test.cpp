@@ -155,7 +155,7 @@ TEST_F(DaemonManagerTest, TheRunGoesInAFixedOrder) {
                 "BootPolicy.proposedNonceDigest",
                 "TaskQueues.createSerialQueue com.corvane.MWOperationQueue.Progress",
                 "Log.default All Marrow operations have completed successfully!",
-                "Files.open /private/tmp/loam_migrator_metrics.dat readOnly|nonBlocking",
+                "Files.open /private/tmp/loam_migrator_metrics.dat readOnly|nonBlocking|noFollow",
                 "FileTrees.moveFile /private/tmp/loam_migrator.log -> " +
                     machine.partitions.mountPaths(kUpdateVolume).front() + "/loam_migrator.log",
                 "Log.default Brume stash and system reboot is being performed..."}));

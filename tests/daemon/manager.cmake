@@ -6,6 +6,7 @@ marrow_test(manager_tests unit
     telemetry_handoff_test.cpp
     telemetry_metrics_test.cpp
     whole_run_faults_test.cpp
+    whole_run_sweep_test.cpp
     whole_run_test.cpp
   LINKS
     marrow_manager

@@ -67,8 +67,7 @@ FaultRule& Faults::before(std::string call, std::function<void()> action) {
 
 void Faults::failCallNumber(std::size_t number, int code) {
   const std::lock_guard lock(_mutex);
-  _failingCall = _callsMade + number;
-  _failingCode = code;
+  _failingCalls[_callsMade + number] = code;
 }
 
 void Faults::cutPowerAtCall(std::size_t number) {
@@ -89,7 +88,7 @@ std::size_t Faults::callsMade() const {
 void Faults::clear() {
   const std::lock_guard lock(_mutex);
   _rules.clear();
-  _failingCall = 0;
+  _failingCalls.clear();
   _powerCutCall = 0;
   _powerIsCut = false;
 }
@@ -130,7 +129,9 @@ std::optional<Failure> Faults::numberedFailure() {
   if (_powerIsCut) {
     return Failure{EIO, nullptr, true};
   }
-  return _callsMade == _failingCall ? std::optional(Failure{_failingCode, nullptr}) : std::nullopt;
+  const auto failing = _failingCalls.find(_callsMade);
+  return failing == _failingCalls.end() ? std::nullopt
+                                        : std::optional(Failure{failing->second, nullptr});
 }
 
 std::optional<Failure> Faults::effectOn(std::string_view call, std::string_view arguments,

@@ -18,6 +18,7 @@
 #include <functional>
 #include <limits>
 #include <list>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -87,6 +88,7 @@ class Faults {
   FaultRule& before(std::string call, std::function<void()> action);
 
   // Of all calls that can fail, the one with this number, counted from 1 and from now, fails.
+  // Several may be named.
   void failCallNumber(std::size_t number, int code);
 
   // At that call, counted likewise, the machine loses its power: neither this call nor a later one
@@ -114,9 +116,8 @@ class Faults {
   mutable std::mutex _mutex;
   std::list<FaultRule> _rules;
   std::size_t _callsMade = 0;
-  std::size_t _failingCall = 0;  // 0 for none
-  int _failingCode = 0;
-  std::size_t _powerCutCall = 0;  // 0 for none
+  std::map<std::size_t, int> _failingCalls;  // their codes by their numbers
+  std::size_t _powerCutCall = 0;             // 0 for none
   bool _powerIsCut = false;
 };
 

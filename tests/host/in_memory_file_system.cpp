@@ -58,7 +58,8 @@ class InMemoryFileSystem::Walk {
       : _fileSystem(fileSystem),
         _components(split(path)),
         _needsFolder(path.ends_with('/')),
-        _followLast(follow == FollowLast::yes || _needsFolder),
+        _followLast(follow == FollowLast::yes || (_needsFolder && follow == FollowLast::no)),
+        _refusesLinks(follow == FollowLast::never),
         _places{{fileSystem._root, nullptr, "", "", false}} {}
 
   int run(FilePlace& place) {
@@ -94,7 +95,7 @@ class InMemoryFileSystem::Walk {
       return ENOENT;
     }
     if (next.node && next.node->kind == FileKind::link && (_followLast || !_components.empty())) {
-      return follow(next.node->content);
+      return _refusesLinks ? ELOOP : follow(next.node->content);
     }
     _places.push_back(next);
     return 0;
@@ -116,6 +117,7 @@ class InMemoryFileSystem::Walk {
   Components _components;
   const bool _needsFolder;
   const bool _followLast;
+  const bool _refusesLinks;
   std::vector<FilePlace> _places;
   int _links = 0;
 };

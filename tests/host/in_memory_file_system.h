@@ -65,7 +65,8 @@ struct FilePlace {
   bool isMountPoint() const { return folder == nullptr; }
 };
 
-enum class FollowLast : bool { no, yes };
+// `never`: a link on the way is an error (ELOOP), and one at the end is not followed.
+enum class FollowLast : std::uint8_t { no, yes, never };
 
 class InMemoryFileSystem {
  public:

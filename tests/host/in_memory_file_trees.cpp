@@ -122,8 +122,8 @@ int InMemoryFileTrees::rename(const std::string& from, const std::string& to) {
   const std::lock_guard lock(_fileSystem.mutex());
   FilePlace source;
   FilePlace target;
-  int error = _fileSystem.find(from, FollowLast::no, source);
-  error = error != 0 ? error : _fileSystem.locate(to, FollowLast::no, target);
+  int error = _fileSystem.find(from, FollowLast::never, source);
+  error = error != 0 ? error : _fileSystem.locate(to, FollowLast::never, target);
   return outcome(error != 0 ? error : renamePlaces(source, target));
 }
 
@@ -134,8 +134,8 @@ int InMemoryFileTrees::swap(const std::string& from, const std::string& to) {
   const std::lock_guard lock(_fileSystem.mutex());
   FilePlace source;
   FilePlace target;
-  int error = _fileSystem.find(from, FollowLast::no, source);
-  error = error != 0 ? error : _fileSystem.find(to, FollowLast::no, target);
+  int error = _fileSystem.find(from, FollowLast::never, source);
+  error = error != 0 ? error : _fileSystem.find(to, FollowLast::never, target);
   return outcome(error != 0 ? error : swapPlaces(source, target));
 }
 
@@ -145,7 +145,7 @@ int InMemoryFileTrees::removeRecursively(const std::string& path) {
   }
   const std::lock_guard lock(_fileSystem.mutex());
   FilePlace place;
-  if (const int error = _fileSystem.find(path, FollowLast::no, place); error != 0) {
+  if (const int error = _fileSystem.find(path, FollowLast::never, place); error != 0) {
     return outcome(error);
   }
   if (place.readOnly || place.isMountPoint()) {
@@ -166,7 +166,7 @@ int InMemoryFileTrees::moveFile(const std::string& from, const std::string& to) 
   FilePlace source;
   FilePlace target;
   int error = _fileSystem.find(from, FollowLast::no, source);
-  error = error != 0 ? error : _fileSystem.locate(to, FollowLast::no, target);
+  error = error != 0 ? error : _fileSystem.locate(to, FollowLast::never, target);
   error = error != 0 ? error : checkMove(source, target);
   if (error != 0) {
     return outcome(error);

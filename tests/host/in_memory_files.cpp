@@ -27,11 +27,30 @@ std::string flagsText(OpenFlags flags) {
       {OpenFlags::nonBlocking, "|nonBlocking"},
       {OpenFlags::create, "|create"},
       {OpenFlags::truncate, "|truncate"},
+      {OpenFlags::noFollow, "|noFollow"},
+      {OpenFlags::noLinks, "|noLinks"},
   };
   for (const auto& [flag, name] : names) {
     text += contains(flags, flag) ? name : "";
   }
   return text;
+}
+
+FollowLast followingOf(OpenFlags flags) {
+  return contains(flags, OpenFlags::noLinks)    ? FollowLast::never
+         : contains(flags, OpenFlags::noFollow) ? FollowLast::no
+                                                : FollowLast::yes;
+}
+
+// No file here has two names.
+void makeWay(OpenFlags flags, FilePlace& place) {
+  const bool replaces =
+      contains(flags, OpenFlags::noLinks) && contains(flags, OpenFlags::create) && !place.readOnly;
+  if (replaces && place.node && place.node->kind != FileKind::folder &&
+      place.node->kind != FileKind::file) {
+    place.folder->children.erase(place.name);
+    place.node = nullptr;
+  }
 }
 
 // A FIFO opens once both ends are there; a reader that does not wait needs no writer (fifo(7)).
@@ -248,8 +267,12 @@ InMemoryFiles::OpenFile* InMemoryFiles::opened(int descriptor) {
 }
 
 int InMemoryFiles::openPlace(const std::string& path, OpenFlags flags, FilePlace& place) const {
-  if (const int error = _fileSystem.locate(path, FollowLast::yes, place); error != 0) {
+  if (const int error = _fileSystem.locate(path, followingOf(flags), place); error != 0) {
     return error;
+  }
+  makeWay(flags, place);
+  if (place.node && place.node->kind == FileKind::link) {
+    return ELOOP;
   }
   return place.node ? openFound(flags, place) : openMissing(flags, place);
 }

@@ -24,8 +24,11 @@ std::optional<PropertyListDictionary> InMemoryPropertyListFiles::readDictionary(
   }
   const std::lock_guard lock(_fileSystem.mutex());
   FilePlace place;
-  if (const int found = _fileSystem.find(path, FollowLast::yes, place); found != 0) {
+  if (const int found = _fileSystem.find(path, FollowLast::never, place); found != 0) {
     return refuse(error, found, reason);
+  }
+  if (place.node->kind == FileKind::link) {
+    return refuse(error, ELOOP, reason);
   }
   if (place.node->kind != FileKind::file || !place.node->dictionary) {
     return refuse(error, EINVAL, path + " is not a property list");
@@ -40,7 +43,7 @@ bool InMemoryPropertyListFiles::writeDictionary(const PropertyListDictionary& di
   }
   const std::lock_guard lock(_fileSystem.mutex());
   FilePlace place;
-  const int error = _fileSystem.locate(path, FollowLast::no, place);
+  const int error = _fileSystem.locate(path, FollowLast::never, place);
   if (error != 0 || place.readOnly || (place.node && place.node->kind == FileKind::folder)) {
     return false;
   }

@@ -147,11 +147,11 @@ TEST_F(MWCommitBootObjectsOperationTest, WorksInAFixedOrder) {
           "Files.exists " + bootImage + ".staged",
           "Log.info[Operations] Renaming " + bootImage + ".staged -> " + bootImage,
           "FileTrees.rename " + bootImage + ".staged -> " + bootImage,
-          "Files.open " + active + " writeOnly|create|truncate",
+          "Files.open " + active + " writeOnly|nonBlocking|create|truncate|noLinks",
           "Files.write " + active + " " + kNSIH, "Files.close " + active,
           "Log.info[Operations] Updated " + active + " with NSIH = " + kNSIH,
-          "Files.open " + preboot + " readOnly", "Files.fullSync " + preboot,
-          "Files.close " + preboot, "Files.open " + recovery + " readOnly",
+          "Files.open " + preboot + " readOnly|nonBlocking|noLinks", "Files.fullSync " + preboot,
+          "Files.close " + preboot, "Files.open " + recovery + " readOnly|nonBlocking|noLinks",
           "Files.fullSync " + recovery, "Files.close " + recovery));
 }
 

@@ -14,8 +14,8 @@ class DiskSync : public StorageTest {
 
 TEST_F(DiskSync, OpensForReadingFlushesAndCloses) {
   EXPECT_TRUE(createController()->syncChangesToDisk(kFolder));
-  EXPECT_EQ(fileCalls(), (Texts{"Files.open " + kFolder + " readOnly", "Files.fullSync " + kFolder,
-                                "Files.close " + kFolder}));
+  EXPECT_EQ(fileCalls(), (Texts{"Files.open " + kFolder + " readOnly|nonBlocking|noLinks",
+                                "Files.fullSync " + kFolder, "Files.close " + kFolder}));
   EXPECT_EQ(machine.files.openPaths(), Texts{});
 }
 
@@ -31,7 +31,7 @@ TEST_F(DiskSync, FlushesAFileAsWell) {
 
 TEST_F(DiskSync, OfAMissingPathFailsAfterOneErrorAndFlushesNothing) {
   EXPECT_FALSE(createController()->syncChangesToDisk("/nowhere"));
-  EXPECT_EQ(fileCalls(), Texts{"Files.open /nowhere readOnly"});
+  EXPECT_EQ(fileCalls(), Texts{"Files.open /nowhere readOnly|nonBlocking|noLinks"});
   EXPECT_EQ(logged(), Texts{"Log.error Failed to open /nowhere for fsync: 2"});
 }
 
@@ -57,8 +57,8 @@ TEST_F(DiskSync, ThatFailsIsLoggedAndNotTriedOtherwise) {
   machine.faults.fail("Files.fullSync", EIO);
   EXPECT_FALSE(createController()->syncChangesToDisk(kFolder));
   EXPECT_EQ(logged(), Texts{"Log.error Failed to sync /Volumes/preboot with F_FULLFSYNC: 5"});
-  EXPECT_EQ(fileCalls(), (Texts{"Files.open " + kFolder + " readOnly", "Files.fullSync " + kFolder,
-                                "Files.close " + kFolder}));
+  EXPECT_EQ(fileCalls(), (Texts{"Files.open " + kFolder + " readOnly|nonBlocking|noLinks",
+                                "Files.fullSync " + kFolder, "Files.close " + kFolder}));
 }
 
 TEST_F(DiskSync, WhoseCloseFailsEndsTheProcess) {

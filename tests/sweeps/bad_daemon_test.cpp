@@ -27,25 +27,44 @@ constexpr const char* kGoToGroup =
     "mount -n -t ext4 \"$1\" /run/volume\n"
     "cd /run/volume/*-*-*-*-*\n";
 
+const char* casesOf(const std::string& kind) {
+  return kind == "planted" ? "--to=13" : kind == "power" ? "--sample=50" : "--sample=24";
+}
+
 class BadDaemon : public testing::Test {
  protected:
   // Returns what the sweep wrote; it has to end with "something was lost".
   std::string sweep(const std::string& script, const std::string& kind) {
     writeFile(folder / "daemon", script, 0755);
+    return sweepWith(folder / "daemon", kind, argumentFor(kind));
+  }
+
+  std::string sweepWith(const std::filesystem::path& daemon, const std::string& kind,
+                        const char* argument) {
     const Descriptor output = openFile(folder / "output", O_RDWR | O_CREAT | O_TRUNC);
     const pid_t child = ::fork();
     if (child == 0) {
       ::dup2(output.number(), STDOUT_FILENO);
       ::dup2(output.number(), STDERR_FILENO);
       ::execl(MARROW_SWEEP, "marrow-sweep", kind.c_str(), "--scenario", "booted-from-proposed",
-              "--sample", kind == "power" ? "50" : "24", "--daemon", (folder / "daemon").c_str(),
-              kind == "kill" ? "--changes" : "--finish-every=1000", nullptr);
+              casesOf(kind), "--daemon", daemon.c_str(), argument, nullptr);
       ::_exit(127);
     }
     int status = 0;
     ::waitpid(child, &status, 0);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1) << status;
     return readFile(folder / "output").value_or("");
+  }
+
+  // One that the kind takes.
+  static const char* argumentFor(const std::string& kind) {
+    if (kind == "fill") {
+      return "--every=1";
+    }
+    if (kind == "planted") {
+      return "--from=13";  // a link in the place of the file that names the boot objects
+    }
+    return kind == "power" ? "--finish-every=1000" : "--changes";
   }
 
   rehearsal::TemporaryFolder folder;
@@ -84,11 +103,34 @@ TEST_F(BadDaemon, IsSeenToMixTreesWhenThePowerGoes) {
               testing::ContainsRegex("preboot.sealed is neither old nor new .*-> [0-9a-f]+"));
 }
 
+TEST_F(BadDaemon, IsSeenToLeaveNoLiveTreeWhenACallFails) {
+  EXPECT_THAT(sweepWith(MARROW_BAD_DAEMON, "fail", "--changes"),
+              testing::ContainsRegex("rename morrel1/proposed, E[A-Z]+ #1 [^\n]*"
+                                     "preboot.sealed is neither old nor new .*-> \\(none\\)"));
+}
+
+TEST_F(BadDaemon, IsSeenToLeaveNoLiveTreeWhenThereIsNoMemory) {
+  EXPECT_THAT(sweepWith(MARROW_BAD_DAEMON, "starve", "--every=1"),
+              testing::ContainsRegex("preboot.sealed is neither old nor new .*-> \\(none\\)"));
+}
+
+TEST_F(BadDaemon, IsSeenToMixTreesWhenTheDiskIsFull) {
+  EXPECT_THAT(sweep(std::string(kGoToGroup) + kCopiesOver, "fill"),
+              testing::ContainsRegex("preboot.sealed is neither old nor new .*-> [0-9a-f]+"));
+}
+
 TEST_F(BadDaemon, IsSeenToUseUpWhatIsStagedToTouchTheBaseSystemAndNotToReboot) {
   const std::string output =
       sweep(std::string(kGoToGroup) + "rm -rf restore-staged\necho >/etc/left\nexit 0\n", "kill");
   EXPECT_THAT(output, HasSubstr("restore-staged is not whole any more, and its live place is old"));
   EXPECT_THAT(output, HasSubstr("/etc/left of the base system has changed"));
+  EXPECT_THAT(output, HasSubstr("came to \"no reboot, marrowd ended with status 0\""));
+}
+
+TEST_F(BadDaemon, IsSeenToWriteThroughALink) {
+  const std::string output =
+      sweep(std::string(kGoToGroup) + "echo new >boot/active\nsync\n", "planted");
+  EXPECT_THAT(output, testing::ContainsRegex("elsewhere/active was mode .* and is mode"));
   EXPECT_THAT(output, HasSubstr("came to \"no reboot, marrowd ended with status 0\""));
 }
 

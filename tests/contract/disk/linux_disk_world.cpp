@@ -4,15 +4,14 @@
 #include "tests/linux/disk/child_process.h"
 #include "tests/linux/disk/loop_disk.h"
 #include "tests/linux/disk/test_log.h"
+#include "tests/wait_until.h"
 
-#include <chrono>
 #include <csignal>
 #include <fstream>
 #include <map>
 #include <sstream>
 #include <sys/mount.h>
 #include <sys/stat.h>
-#include <thread>
 #include <unistd.h>
 
 namespace marrow {
@@ -95,14 +94,7 @@ class LinuxDiskWorld final : public DiskWorld {
   bool exists(const std::string& path) override { return ::access(path.c_str(), F_OK) == 0; }
 
   bool waitUntil(const std::function<bool()>& condition) override {
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!condition()) {
-      if (std::chrono::steady_clock::now() > limit) {
-        return false;
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
+    return marrow::waitUntil(condition);
   }
   std::string newGroup() override { return randomUUID(); }
 

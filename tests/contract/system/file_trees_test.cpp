@@ -236,6 +236,33 @@ TEST_P(FileTreesContract, FailsToMoveWhatIsNoRegularFile) {
   EXPECT_FALSE(exists(world->at("moved")));
 }
 
+TEST_P(FileTreesContract, TouchesNothingThroughALinkOnTheWay) {
+  world->makeFolder(world->at("outside/tree"));
+  put(world->at("outside/file"), "text");
+  world->makeFolder(world->at("tree"));
+  put(world->at("file"), "new");
+  world->makeLink(world->at("link"), "outside");
+  FileTrees& trees = world->fileTrees();
+  const auto refused = [](int result) { return result == -1 && errno == ELOOP; };
+  EXPECT_TRUE(refused(trees.rename(world->at("file"), world->at("link/file"))));
+  EXPECT_TRUE(refused(trees.rename(world->at("link/file"), world->at("file"))));
+  EXPECT_TRUE(refused(trees.swap(world->at("tree"), world->at("link/tree"))));
+  EXPECT_TRUE(refused(trees.removeRecursively(world->at("link/tree"))));
+  EXPECT_TRUE(refused(trees.moveFile(world->at("file"), world->at("link/file"))));
+  EXPECT_EQ(get(world->at("outside/file")), "text");
+  EXPECT_TRUE(exists(world->at("outside/tree")));
+  EXPECT_EQ(get(world->at("file")), "new");
+}
+
+TEST_P(FileTreesContract, MovesAFileOutOfAFolderThatALinkLeadsTo) {
+  world->makeFolder(world->at("folder"));
+  put(world->at("folder/file"), "text");
+  world->makeLink(world->at("link"), "folder");
+  EXPECT_EQ(world->fileTrees().moveFile(world->at("link/file"), world->at("moved")), 0);
+  EXPECT_EQ(get(world->at("moved")), "text");
+  EXPECT_FALSE(exists(world->at("folder/file")));
+}
+
 TEST_P(FileTreesContract, KeepsAFileThatIsMovedOntoItself) {
   put(world->at("file"), "text");
   EXPECT_EQ(world->fileTrees().moveFile(world->at("file"), world->at("file")), 0);

@@ -127,6 +127,53 @@ TEST_P(FilesContract, FollowsLinksForTheStatusButNotForTheExistence) {
   EXPECT_EQ(errno, ENOENT);
 }
 
+TEST_P(FilesContract, OpensNoLinkWhenItMustNotFollow) {
+  put(world->at("target"), "text");
+  world->makeLink(world->at("link"), world->at("target"));
+  errno = 0;
+  EXPECT_EQ(world->files().open(world->at("link"), OpenFlags::readOnly | OpenFlags::noFollow), -1);
+  EXPECT_EQ(errno, ELOOP);
+  const int file =
+      world->files().open(world->at("target"), OpenFlags::readOnly | OpenFlags::noFollow);
+  EXPECT_GE(file, 0);
+  EXPECT_EQ(world->files().close(file), 0);
+}
+
+TEST_P(FilesContract, OpensNothingThroughALinkWhenThereMustBeNone) {
+  world->makeFolder(world->at("outside"));
+  put(world->at("outside/file"), "text");
+  world->makeLink(world->at("link"), world->at("outside"));
+  constexpr OpenFlags kWriting = OpenFlags::writeOnly | OpenFlags::create | OpenFlags::truncate;
+  for (const char* name : {"link", "link/file", "link/new"}) {
+    errno = 0;
+    EXPECT_EQ(world->files().open(world->at(name), OpenFlags::readOnly | OpenFlags::noLinks), -1);
+    EXPECT_EQ(errno, ELOOP) << name;
+  }
+  for (const char* name : {"link/file", "link/new"}) {
+    errno = 0;
+    EXPECT_EQ(world->files().open(world->at(name), kWriting | OpenFlags::noLinks), -1);
+    EXPECT_EQ(errno, ELOOP) << name;
+  }
+  EXPECT_EQ(get(world->at("outside/file")), "text");
+  EXPECT_EQ(world->names(world->at("outside")).size(), 1U);
+}
+
+TEST_P(FilesContract, PutsANewFileInThePlaceOfALinkAndOfAFIFO) {
+  put(world->at("target"), "text");
+  world->makeLink(world->at("link"), world->at("target"));
+  ASSERT_EQ(world->files().makeFIFO(world->at("fifo"), 0600), 0);
+  put(world->at("file"), "longer than the new text");
+  for (const char* name : {"link", "fifo", "file", "missing"}) {
+    const int file =
+        world->files().open(world->at(name), OpenFlags::writeOnly | OpenFlags::create |
+                                                 OpenFlags::truncate | OpenFlags::noLinks);
+    EXPECT_EQ(world->files().write(file, "new"), 3) << name;
+    EXPECT_EQ(world->files().close(file), 0);
+    EXPECT_EQ(get(world->at(name)), "new") << name;
+  }
+  EXPECT_EQ(get(world->at("target")), "text");
+}
+
 TEST_P(FilesContract, MakesAFIFOOnceOnly) {
   EXPECT_EQ(world->files().makeFIFO(world->at("fifo"), 0600), 0);
   EXPECT_EQ(world->mode(world->at("fifo")), 0600U);

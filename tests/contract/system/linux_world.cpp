@@ -142,11 +142,12 @@ class LinuxWorld final : public SystemWorld {
   const std::unique_ptr<LogHandle> _hostLog = _log.createHandle(kHostSubsystem, "");
   LinuxClock _clock;
   LinuxFileHandles _fileHandles{*_hostLog};
-  LinuxFileTrees _fileTrees{*_hostLog};
-  LinuxFiles _files;
+  WaitWatch _waits{*_hostLog};
+  LinuxFileTrees _fileTrees{*_hostLog, _waits};
+  LinuxFiles _files{_waits};
   LinuxProcess _process{*_hostLog, _folder.at("oom_score_adj")};
   LinuxPropertyListFiles _propertyLists{*_hostLog};
-  LinuxTaskLauncher _launcher;
+  LinuxTaskLauncher _launcher{_waits};
   LinuxTaskQueues _queues;
   LinuxTemporaryDirectory _temporaryDirectory{*_hostLog, _folder.at("run/tmp")};
 };

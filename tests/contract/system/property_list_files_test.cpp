@@ -81,6 +81,23 @@ TEST_P(PropertyListFilesContract, RefusesAFolderAndAFIFO) {
   EXPECT_NE(error, nullptr);
 }
 
+TEST_P(PropertyListFilesContract, ReadsAndWritesNothingThroughALink) {
+  world->makeFolder(world->at("folder"));
+  PropertyListDictionary dictionary;
+  dictionary.set("key", std::string("value"));
+  ASSERT_TRUE(world->propertyLists().writeDictionary(dictionary, world->at("folder/list")));
+  world->makeLink(world->at("link"), "folder");
+  world->makeLink(world->at("list"), "folder/list");
+  for (const char* name : {"link/list", "list"}) {
+    ErrorRef error;
+    EXPECT_FALSE(world->propertyLists().readDictionary(world->at(name), &error)) << name;
+    ASSERT_NE(error, nullptr);
+    EXPECT_EQ(error->code(), ELOOP) << name;
+  }
+  EXPECT_FALSE(world->propertyLists().writeDictionary({}, world->at("link/list")));
+  EXPECT_EQ(world->propertyLists().readDictionary(world->at("folder/list"), nullptr), dictionary);
+}
+
 TEST_P(PropertyListFilesContract, NeedsNoErrorSlot) {
   EXPECT_FALSE(world->propertyLists().readDictionary(world->at("missing"), nullptr));
 }

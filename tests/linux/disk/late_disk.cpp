@@ -1,6 +1,7 @@
 #include "tests/linux/disk/late_disk.h"
 
 #include "tests/linux/disk/loop_disk.h"
+#include "tests/wait_until.h"
 
 #include <cctype>
 #include <filesystem>

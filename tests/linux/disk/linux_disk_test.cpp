@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <fcntl.h>
 #include <sys/mount.h>
-#include <thread>
 #include <unistd.h>
 
 namespace marrow {
@@ -22,17 +20,6 @@ int openExclusively(const std::string& node) {
     ::close(descriptor);
   }
   return descriptor >= 0 ? 0 : error;
-}
-
-bool waitUntil(const std::function<bool()>& condition) {
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > limit) {
-      return false;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-  return true;
 }
 
 LinuxDiskTest::LinuxDiskTest() = default;

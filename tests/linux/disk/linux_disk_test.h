@@ -7,6 +7,7 @@
 #include "tests/linux/disk/child_process.h"
 #include "tests/linux/disk/loop_disk.h"
 #include "tests/linux/disk/test_log.h"
+#include "tests/wait_until.h"
 
 #include <functional>
 #include <gtest/gtest.h>
@@ -26,9 +27,6 @@ inline const VolumeOptions kForceAll = {{DVLoamVolumeUnmountOptionForce, true},
 int mountNode(const std::string& node, const std::string& target, const std::string& type,
               unsigned long flags = 0);
 int openExclusively(const std::string& node);
-
-// Looks again every few milliseconds, for at most 20 seconds.
-bool waitUntil(const std::function<bool()>& condition);
 
 class LinuxDiskTest : public testing::Test {
  protected:

@@ -2,6 +2,7 @@
 
 #include "host/linux/descriptor.h"
 #include "tests/linux/disk/loop_disk.h"
+#include "tests/linux/disk/test_log.h"
 
 #include <chrono>
 #include <filesystem>
@@ -10,12 +11,16 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <thread>
 
 namespace marrow {
 
 namespace {
 
 namespace fs = std::filesystem;
+
+// How often the watch looks at waits.
+constexpr std::chrono::milliseconds kOften{10};
 
 class UdevQueueTest : public testing::Test {
  protected:
@@ -49,7 +54,9 @@ class UdevQueueTest : public testing::Test {
 
   TestFolder folder;
   Descriptor control;
-  UdevQueue queue{folder.path(), "/proc"};
+  TestLog log;
+  WaitWatch waits{log, kOften};
+  UdevQueue queue{folder.path(), "/proc", waits};
 };
 
 constexpr std::chrono::milliseconds kShort{50};
@@ -60,6 +67,20 @@ TEST_F(UdevQueueTest, IsWaitedForUntilItsFileGoes) {
   EXPECT_FALSE(hasEnded(wait, kShort));
   fs::remove(folder.at("udev/queue"));
   EXPECT_TRUE(hasEnded(wait, kLong));
+}
+
+TEST_F(UdevQueueTest, TellsTheLogForWhatItWaits) {
+  const auto wait = startWaiting();
+  const auto deadline = std::chrono::steady_clock::now() + kLong;
+  const std::string words = "Waiting for udev to deal with its events (" + folder.at("udev/queue");
+  while (!log.has(words) && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(kOften);
+  }
+  EXPECT_TRUE(log.has(words));
+  EXPECT_FALSE(hasEnded(wait, kShort));
+  fs::remove(folder.at("udev/queue"));
+  wait.wait();
+  EXPECT_TRUE(log.has("Waited for udev to deal with its events"));
 }
 
 TEST_F(UdevQueueTest, IsEmptyWithoutItsFile) {
@@ -115,7 +136,7 @@ TEST_F(UdevQueueTest, IsEmptyWhereAnotherProgramsFileStandsForTheSocket) {
 }
 
 TEST_F(UdevQueueTest, CountsTheSocketsFileWhereTheKernelShowsNoSockets) {
-  const UdevQueue blind(folder.path(), folder.makeFolder("proc"));
+  const UdevQueue blind(folder.path(), folder.makeFolder("proc"), waits);
   EXPECT_FALSE(blind.isEmpty());
   fs::remove(folder.at("udev/control"));
   EXPECT_TRUE(blind.isEmpty());

@@ -3,6 +3,7 @@
 #include "host/linux/socket_address.h"
 #include "tests/linux/firmware/logind_machine.h"
 #include "tests/linux/firmware/recorded_log.h"
+#include "tests/wait_until.h"
 
 #include <cerrno>
 #include <csignal>

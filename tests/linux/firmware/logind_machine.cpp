@@ -1,5 +1,7 @@
 #include "tests/linux/firmware/logind_machine.h"
 
+#include "tests/wait_until.h"
+
 #include <filesystem>
 
 namespace marrow {

@@ -1,5 +1,7 @@
 #include "tests/linux/firmware/mounted_image.h"
 
+#include "tests/wait_until.h"
+
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -66,7 +68,9 @@ MountedImage::MountedImage(const std::string& type)
 
 MountedImage::~MountedImage() {
   EXPECT_EQ(::umount(_mountPoint.c_str()), 0) << std::strerror(errno);
-  EXPECT_EQ(outputOf("losetup -j " + _folder + "/image"), "") << "the loop device stays";
+  // Whoever looks at all devices may keep it open for a moment, and it is there as long.
+  EXPECT_TRUE(waitUntil([this] { return outputOf("losetup -j " + _folder + "/image").empty(); }))
+      << "the loop device stays";
   std::filesystem::remove_all(_folder);
 }
 

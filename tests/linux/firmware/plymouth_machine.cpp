@@ -1,6 +1,7 @@
 #include "tests/linux/firmware/plymouth_machine.h"
 
 #include "host/linux/plymouth_connection.h"
+#include "tests/wait_until.h"
 
 #include <regex>
 #include <sched.h>

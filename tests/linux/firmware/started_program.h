@@ -1,10 +1,8 @@
 // Programs that a test starts and ends.
 #pragma once
 
-#include <chrono>
 #include <string>
 #include <sys/types.h>
-#include <thread>
 #include <vector>
 
 namespace marrow {
@@ -39,18 +37,5 @@ struct ProgramOutput {
 
 // Runs a command of the shell to its end.
 ProgramOutput runProgram(const std::string& command);
-
-// Asks again and again until the answer is yes: false when it is not within half a minute.
-template <typename Question>
-bool waitUntil(Question question) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (!question()) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      return false;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  }
-  return true;
-}
 
 }  // namespace marrow

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <fcntl.h>
 #include <filesystem>
 #include <functional>
@@ -109,6 +110,36 @@ TEST_F(LinuxFileHandlesTest, GivesEverythingOfAFloodInBoundedPieces) {
   EXPECT_LE(largest, 1U << 20U);
 }
 
+// The largest resident memory of this process since it was last forgotten, in KiB (proc(5),
+// clear_refs).
+std::uint64_t peakMemory() {
+  const std::string status = fileText("/proc/self/status");
+  return std::stoull(status.substr(status.find("VmHWM:") + 6));
+}
+
+TEST_F(LinuxFileHandlesTest, TakesNoMoreMemoryForALongFlood) {
+  const auto handle = open();
+  std::atomic<std::uint64_t> received = 0;
+  handle->setReadabilityHandler(
+      [&](FileHandle& readable) { received += readable.availableData().size(); });
+  const Descriptor writer = openWriter();
+  const std::string data(1U << 16U, 'x');
+  constexpr std::uint64_t kWarm = 8;
+  constexpr std::uint64_t kTotal = 4096;  // 256 MiB
+  std::uint64_t before = 0;
+  for (std::uint64_t count = 0; count < kTotal; ++count) {
+    if (count == kWarm) {
+      writeFile("/proc/self/clear_refs", "5");
+      before = peakMemory();
+    }
+    ASSERT_EQ(::write(writer.number(), data.data(), data.size()),
+              static_cast<ssize_t>(data.size()));
+  }
+  waitFor([&] { return received == kTotal * data.size(); });
+  constexpr std::uint64_t kMore = 8192;  // KiB
+  EXPECT_LT(peakMemory(), before + kMore);
+}
+
 TEST_F(LinuxFileHandlesTest, ReportsAgainWhatWasTooMuchForOneCall) {
   LinuxFileHandles small(log, 1000);
   const auto handle = small.createHandle(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
@@ -161,6 +192,39 @@ TEST_F(LinuxFileHandlesTest, ServesManyHandlesThatComeAndGo) {
   for (std::thread& thread : threads) {
     thread.join();
   }
+}
+
+// As at the end of a tool whose children go on reporting.
+TEST_F(LinuxFileHandlesTest, CanBeReleasedInTheMiddleOfAFlood) {
+  const auto previous = std::signal(SIGPIPE, SIG_IGN);
+  std::atomic<bool> stopped = false;
+  std::vector<std::thread> writers;
+  for (int number = 0; number < 2; ++number) {
+    writers.emplace_back([&] {
+      while (!stopped) {
+        const Descriptor writer(::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
+        for (int count = 0; writer && count < 200; ++count) {
+          [[maybe_unused]] const ssize_t written = ::write(writer.number(), "50\n", 3);
+        }
+      }
+    });
+  }
+  std::atomic<std::uint64_t> received = 0;
+  for (int round = 0; round < 500; ++round) {
+    const auto handle = open();
+    handle->setReadabilityHandler(
+        [&](FileHandle& readable) { received += readable.availableData().size(); });
+    if (round % 100 == 0) {
+      const std::uint64_t before = received;
+      waitFor([&] { return received > before; });
+    }
+    handle->setReadabilityHandler(nullptr);
+  }
+  stopped = true;
+  for (std::thread& writer : writers) {
+    writer.join();
+  }
+  std::signal(SIGPIPE, previous);
 }
 
 TEST_F(LinuxFileHandlesTest, TellsThatARegularFileCannotBeWatched) {

@@ -76,7 +76,8 @@ class LinuxFileMoveTest : public testing::Test {
 
   const ScratchFolder folder{"/var/tmp/marrow-test-XXXXXX"};
   RecordedLog log;
-  LinuxFileTrees trees{log};
+  WaitWatch waits{log};
+  LinuxFileTrees trees{log, waits};
 };
 
 TEST_F(LinuxFileMoveTest, TakesEverythingThatBelongsToTheFileAlong) {

@@ -24,7 +24,8 @@ class FileTreesOnEachFileSystem : public testing::TestWithParam<const char*> {
  protected:
   LoopMount volume{GetParam()};
   RecordedLog log;
-  LinuxFileTrees trees{log};
+  WaitWatch waits{log};
+  LinuxFileTrees trees{log, waits};
 };
 std::string nameOfFileSystem(const testing::TestParamInfo<const char*>& info) { return info.param; }
 INSTANTIATE_TEST_SUITE_P(FileSystems, FileTreesOnEachFileSystem,
@@ -118,7 +119,8 @@ class LinuxFileTreesTest : public testing::Test {
 
   const ScratchFolder folder;
   RecordedLog log;
-  LinuxFileTrees trees{log};
+  WaitWatch waits{log};
+  LinuxFileTrees trees{log, waits};
 };
 
 TEST_F(LinuxFileTreesTest, FlushesWhatIsStagedAndTheFolderAroundASwap) {

@@ -48,6 +48,17 @@ class LinuxPropertyListFilesTest : public testing::Test {
   LinuxPropertyListFiles lists{log};
 };
 
+TEST_F(LinuxPropertyListFilesTest, TellsTheLogWhatCannotBeReadWhereNobodyAsksWhy) {
+  EXPECT_FALSE(lists.readDictionary(path, nullptr));
+  EXPECT_TRUE(log.texts().empty());
+  fs::create_directory(path);
+  EXPECT_FALSE(lists.readDictionary(path, nullptr));
+  EXPECT_THAT(log.texts(),
+              testing::ElementsAre("Cannot read the property list " + path + ": Is a directory"));
+  EXPECT_EQ(codeOf(path), EISDIR);
+  EXPECT_EQ(log.texts().size(), 1U);
+}
+
 TEST_F(LinuxPropertyListFilesTest, WritesReadableXML) {
   PropertyListDictionary list = dictionary(" a & b ");
   list.set("truth", PropertyListValue(true));

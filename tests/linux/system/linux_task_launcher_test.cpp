@@ -1,6 +1,7 @@
 #include "host/linux/linux_task_launcher.h"
 
 #include "tests/contract/system/scratch_folder.h"
+#include "tests/linux/system/recorded_log.h"
 #include "tests/linux/system/text_files.h"
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <set>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -32,7 +34,9 @@ class LinuxTaskLauncherTest : public testing::Test {
   }
   Outcome run(const std::string& script) { return run(script, launcher); }
 
-  LinuxTaskLauncher launcher;
+  RecordedLog log;
+  WaitWatch waits{log};
+  LinuxTaskLauncher launcher{waits};
 };
 
 std::size_t openDescriptors() {
@@ -105,8 +109,27 @@ TEST_F(LinuxTaskLauncherTest, TellsTheSignalThatEndedTheProgram) {
   EXPECT_EQ(run("exit 255").status, 255);
 }
 
+TEST_F(LinuxTaskLauncherTest, TellsEachStatusThatAProgramCanEndWith) {
+  for (int status = 0; status <= 255; ++status) {
+    EXPECT_EQ(run("exit " + std::to_string(status)).status, status);
+  }
+}
+
+// Those that the kernel lets a program ignore, and those that stop it, end nothing (signal(7)); 32
+// and 33 are the C library's own.
+TEST_F(LinuxTaskLauncherTest, TellsEachSignalThatCanEndAProgram) {
+  const std::set<int> endNothing = {SIGCHLD, SIGCONT, SIGSTOP,  SIGTSTP, SIGTTIN,
+                                    SIGTTOU, SIGURG,  SIGWINCH, 32,      33};
+  for (int signal = 1; signal <= SIGRTMAX; ++signal) {
+    const std::string script = "ulimit -c 0; kill -" + std::to_string(signal) + " $$; exit 77";
+    if (!endNothing.contains(signal)) {
+      EXPECT_EQ(run(script).status, signal);
+    }
+  }
+}
+
 TEST_F(LinuxTaskLauncherTest, DropsOutputBeyondTheLimitAndSaysSo) {
-  LinuxTaskLauncher small({"/proc", 1000});
+  LinuxTaskLauncher small(waits, {"/proc", 1000});
   const Outcome outcome = run("head -c 2500 /dev/zero | tr '\\0' x; exit 3", small);
   EXPECT_EQ(outcome.output, std::string(1000, 'x') + "\n[1500 more bytes of output were dropped]");
   EXPECT_EQ(outcome.status, 3);
@@ -114,7 +137,7 @@ TEST_F(LinuxTaskLauncherTest, DropsOutputBeyondTheLimitAndSaysSo) {
 }
 
 TEST_F(LinuxTaskLauncherTest, DropsACharacterThatTheLimitCutsWhole) {
-  LinuxTaskLauncher small({"/proc", 4});
+  LinuxTaskLauncher small(waits, {"/proc", 4});
   EXPECT_EQ(run("printf 'ab\\342\\202\\254'", small).output,
             "ab\n[3 more bytes of output were dropped]");
 }
@@ -129,7 +152,7 @@ TEST_F(LinuxTaskLauncherTest, KeepsSixtyFourMebibytes) {
 
 TEST_F(LinuxTaskLauncherTest, LetsTheChildBeKilledWhenMemoryRunsOut) {
   const ScratchFolder folder;
-  LinuxTaskLauncher launching({folder.path(), 1000});
+  LinuxTaskLauncher launching(waits, {folder.path(), 1000});
   const auto task = launching.launch("/bin/sleep", {"5"}, nullptr);
   EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
   const std::string own = fileText("/proc/self/oom_score_adj");

@@ -1,5 +1,7 @@
 #include "tests/linux/system/loop_mount.h"
 
+#include "tests/wait_until.h"
+
 #include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -40,7 +42,9 @@ LoopMount::LoopMount(const std::string& type) {
 
 LoopMount::~LoopMount() {
   EXPECT_EQ(::umount(path().c_str()), 0) << path();
-  EXPECT_TRUE(runs("! losetup --list | grep -q " + _folder.at("image")));
+  // Whoever looks at all devices may keep it open for a moment, and it is there as long.
+  EXPECT_TRUE(
+      waitUntil([this] { return runs("! losetup --list | grep -q " + _folder.at("image")); }));
 }
 
 }  // namespace marrow

@@ -45,8 +45,9 @@ TEST_F(TreeCallsTest, ARemovalMakesOneForEachNameAndThreeMoreForEachFolder) {
   makeTree("tree");
   auto calls = systemCallsOf([this] { check(removeTree(folder.at("tree"))); });
   EXPECT_EQ(calls[SYS_unlinkat], kFolders * kFilesInFolder + kFolders + 1);
-  EXPECT_EQ(calls[SYS_openat2], kFolders + 1);
+  EXPECT_EQ(calls[SYS_openat2], kFolders + 2);
   EXPECT_EQ(calls[SYS_getdents64], 2 * (kFolders + 1));
+  EXPECT_EQ(calls[SYS_fcntl], 2 * (kFolders + 1));
   EXPECT_EQ(calls[SYS_statx], 0U);
   EXPECT_FALSE(std::filesystem::exists(folder.at("tree")));
 }
@@ -56,7 +57,8 @@ TEST_F(TreeCallsTest, ASwapFlushesOnceBeforeTheExchangeAndOnceBehindIt) {
   makeTree("live");
   auto calls = systemCallsOf([this] {
     RecordedLog log;
-    check(LinuxFileTrees(log).swap(folder.at("staged"), folder.at("live")));
+    WaitWatch waits(log);
+    check(LinuxFileTrees(log, waits).swap(folder.at("staged"), folder.at("live")));
   });
   EXPECT_EQ(calls[SYS_syncfs], 1U);
   EXPECT_EQ(calls[SYS_renameat2], 1U);

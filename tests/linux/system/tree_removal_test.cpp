@@ -154,6 +154,30 @@ TEST_F(TreeRemovalTest, EntersNoFolderOfTheSameFileSystemThatIsBoundInside) {
   EXPECT_EQ(removeTree(folder.at("tree")), 0);
 }
 
+TEST_F(TreeRemovalTest, EntersNoFolderThatIsBoundOverTheTreeItself) {
+  enterPrivateMounts();
+  fs::create_directories(folder.at("outside"));
+  writeFile(folder.at("outside/kept"), "text");
+  fs::create_directories(folder.at("tree"));
+  ASSERT_EQ(
+      ::mount(folder.at("outside").c_str(), folder.at("tree").c_str(), nullptr, MS_BIND, nullptr),
+      0);
+  errno = 0;
+  EXPECT_EQ(removeTree(folder.at("tree")), -1);
+  EXPECT_EQ(errno, EBUSY);
+  EXPECT_EQ(fileText(folder.at("outside/kept")), "text");
+  ASSERT_EQ(::umount(folder.at("tree").c_str()), 0);
+}
+
+TEST_F(TreeRemovalTest, TouchesNothingThroughALinkOnTheWay) {
+  fs::create_directories(folder.at("outside/tree"));
+  fs::create_directory_symlink(folder.at("outside"), folder.at("link"));
+  errno = 0;
+  EXPECT_EQ(removeTree(folder.at("link/tree")), -1);
+  EXPECT_EQ(errno, ELOOP);
+  EXPECT_TRUE(fs::exists(folder.at("outside/tree")));
+}
+
 TEST_F(TreeRemovalTest, RemovesLinksPipesAndBrokenLinksAsTheyAre) {
   fs::create_directories(folder.at("outside"));
   writeFile(folder.at("outside/kept"), "text");
