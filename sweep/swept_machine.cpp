@@ -31,10 +31,9 @@ constexpr std::size_t kLogLength = 20000;
 
 std::string migratorLog() { return kLogLine + ('\n' + std::string(kLogLength, 'x')); }
 
-// The tool's arguments stand in this order: -M -m METRICS -l LOG -n -t SECONDS -g FIFO DEVICE.
 std::string migratorScript(int status) {
-  return std::string("#!/bin/sh\necho 50 >\"${10}\"\necho '") + migratorLog() +
-         "' >\"$5\"\necho '" + kMetrics + "' >\"$3\"\nexit " + std::to_string(status) + "\n";
+  return "#!/bin/sh\necho 50 >\"${10}\"\n" + SweptMachine::migratorReports() + "exit " +
+         std::to_string(status) + "\n";
 }
 
 std::string describeFile(const std::filesystem::path& path) {
@@ -97,6 +96,10 @@ void SweptMachine::makeBaseSystem() {
     writeFile(_root / path, content, 0755);
   }
   _baseSystemBefore = baseSystemFiles();
+}
+
+std::string SweptMachine::migratorReports() {
+  return "echo '" + migratorLog() + "' >\"$5\"\necho '" + kMetrics + "' >\"$3\"\n";
 }
 
 void SweptMachine::setMigrator(const std::string& script) {

@@ -75,6 +75,10 @@ class SweptMachine {
   // Puts a script in the migrator's place, for all starts from now on.
   void setMigrator(const std::string& script);
 
+  // What a migrator of the shell does to leave the log and the metrics that are looked for. Its
+  // arguments stand in this order: -M -m METRICS -l LOG -n -t SECONDS -g FIFO DEVICE.
+  static std::string migratorReports();
+
   // See SweptDisk::attach(): the base system gets the other nodes.
   void attachDisk(int file);
 

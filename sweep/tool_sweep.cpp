@@ -63,9 +63,7 @@ constexpr std::array kTools{
     BadTool{"takes 25 seconds", "sleep 25\n", "", kMostMemory, "Waiting for loam_migrator ("}};
 
 std::string scriptOf(const BadTool& tool) {
-  const auto words = SweptMachine::migratorWords();
-  return std::string("#!/bin/sh\n") + tool.before + "echo '" + words.firstLogLine.value_or("") +
-         "' >\"$5\"\necho '" + words.metrics.value_or("") + "' >\"$3\"\n" + tool.after;
+  return std::string("#!/bin/sh\n") + tool.before + SweptMachine::migratorReports() + tool.after;
 }
 
 class ToolSweep {
