@@ -15,12 +15,12 @@
 #include <unistd.h>
 #include <unwind.h>
 
-// What stands behind the names below in the C library.
+// The C library's own allocator, which stands behind the names that this library takes.
 extern "C" {
-void* __libc_malloc(std::size_t size);
-void* __libc_calloc(std::size_t count, std::size_t size);
-void* __libc_realloc(void* memory, std::size_t size);
-void* __libc_memalign(std::size_t alignment, std::size_t size);
+void* libraryMalloc(std::size_t size) __asm__("__libc_malloc");
+void* libraryCalloc(std::size_t count, std::size_t size) __asm__("__libc_calloc");
+void* libraryRealloc(void* memory, std::size_t size) __asm__("__libc_realloc");
+void* libraryMemalign(std::size_t alignment, std::size_t size) __asm__("__libc_memalign");
 }
 
 namespace {
@@ -105,6 +105,8 @@ bool fails() {
   return failing;
 }
 
+// Before the program has a thread.
+// NOLINTBEGIN(concurrency-mt-unsafe)
 __attribute__((constructor)) void begin() {
   const char* words = std::getenv("MARROW_STARVE");
   if (words == nullptr || std::strcmp(program_invocation_short_name, kProgram) != 0) {
@@ -119,35 +121,42 @@ __attribute__((constructor)) void begin() {
   ::unsetenv("LD_PRELOAD");
   mode = counts ? Mode::kCount : asked;
 }
+// NOLINTEND(concurrency-mt-unsafe)
 
 }  // namespace
 
+#define MARROW_TAKES(name) __asm__(#name) __attribute__((visibility("default")))
+
 extern "C" {
 
-__attribute__((visibility("default"))) void* malloc(std::size_t size) {
-  return fails() ? nullptr : __libc_malloc(size);
+void* starvedMalloc(std::size_t size) MARROW_TAKES(malloc);
+void* starvedCalloc(std::size_t count, std::size_t size) MARROW_TAKES(calloc);
+void* starvedRealloc(void* memory, std::size_t size) MARROW_TAKES(realloc);
+void* starvedMemalign(std::size_t alignment, std::size_t size) MARROW_TAKES(memalign);
+void* starvedAlignedAlloc(std::size_t alignment, std::size_t size) MARROW_TAKES(aligned_alloc);
+int starvedPosixMemalign(void** memory, std::size_t alignment, std::size_t size)
+    MARROW_TAKES(posix_memalign);
+
+void* starvedMalloc(std::size_t size) { return fails() ? nullptr : libraryMalloc(size); }
+
+void* starvedCalloc(std::size_t count, std::size_t size) {
+  return fails() ? nullptr : libraryCalloc(count, size);
 }
 
-__attribute__((visibility("default"))) void* calloc(std::size_t count, std::size_t size) {
-  return fails() ? nullptr : __libc_calloc(count, size);
+void* starvedRealloc(void* memory, std::size_t size) {
+  return size != 0 && fails() ? nullptr : libraryRealloc(memory, size);
 }
 
-__attribute__((visibility("default"))) void* realloc(void* memory, std::size_t size) {
-  return size != 0 && fails() ? nullptr : __libc_realloc(memory, size);
+void* starvedMemalign(std::size_t alignment, std::size_t size) {
+  return fails() ? nullptr : libraryMemalign(alignment, size);
 }
 
-__attribute__((visibility("default"))) void* memalign(std::size_t alignment, std::size_t size) {
-  return fails() ? nullptr : __libc_memalign(alignment, size);
+void* starvedAlignedAlloc(std::size_t alignment, std::size_t size) {
+  return starvedMemalign(alignment, size);
 }
 
-__attribute__((visibility("default"))) void* aligned_alloc(std::size_t alignment,
-                                                           std::size_t size) {
-  return memalign(alignment, size);
-}
-
-__attribute__((visibility("default"))) int posix_memalign(void** memory, std::size_t alignment,
-                                                          std::size_t size) {
-  *memory = memalign(alignment, size);
+int starvedPosixMemalign(void** memory, std::size_t alignment, std::size_t size) {
+  *memory = starvedMemalign(alignment, size);
   return *memory == nullptr ? ENOMEM : 0;
 }
 }
