@@ -98,9 +98,24 @@ struct FirmwareFileSystem::Calls {
     return 0;
   }
 
+  // The kernel itself asks for these before it changes the flags.
+  static int extended(const char* path, void* data) {
+    const std::lock_guard lock(store()._mutex);
+    fsxattr attributes{};
+    attributes.fsx_xflags = store()._variables[nameOf(path)].immutable ? FS_XFLAG_IMMUTABLE : 0;
+    std::memcpy(data, &attributes, sizeof(attributes));
+    return 0;
+  }
+
   static int control(const char* path, unsigned request, void* /*argument*/,
                      fuse_file_info* /*file*/, unsigned /*flags*/, void* data) {
+    if (request == static_cast<unsigned>(FS_IOC_FSGETXATTR)) {
+      return extended(path, data);
+    }
     const bool asks = request == static_cast<unsigned>(FS_IOC_GETFLAGS);
+    if (!asks && request != static_cast<unsigned>(FS_IOC_SETFLAGS)) {
+      return -ENOTTY;
+    }
     if (const int number = store().enter(asks ? "getflags" : "setflags"); number != 0) {
       return -number;
     }
@@ -134,6 +149,7 @@ FirmwareFileSystem::FirmwareFileSystem() : _mountPoint(_place.path() + "/efivars
   char* words[] = {name.data()};
   fuse_args arguments = FUSE_ARGS_INIT(1, words);
   _session = ::fuse_new(&arguments, &operations, sizeof(operations), this);
+  ::fuse_opt_free_args(&arguments);
   if (_session == nullptr || ::fuse_mount(_session, _mountPoint.c_str()) != 0) {
     throw std::runtime_error("a file system of the test's own needs root and /dev/fuse");
   }
