@@ -43,6 +43,7 @@ class LinuxProgressDisplay::Client final : public KQUnifiedProgressClient {
   void leaveSplash(int status);
   void bringUpBar();
   void show();
+  bool showOnSplash();
 
   LinuxProgressDisplay& _display;
   PlymouthConnection _splash;
@@ -107,23 +108,24 @@ void LinuxProgressDisplay::Client::bringUpBar() {
   }
 }
 
-// The splash is told also what it has been told before: while it has no screen yet, which may take
-// it seconds after the daemon began, it keeps no percentage for later.
 void LinuxProgressDisplay::Client::show() {
-  if (_percentage == kNothingYet) {
-    return;
-  }
-  if (_stage == Stage::splash) {
-    const int status = _splash.setProgress(_percentage);
-    if (status == 0) {
-      return;
-    }
-    leaveSplash(status);
+  if (_stage == Stage::splash && !showOnSplash()) {
     bringUpBar();
   }
-  if (_stage == Stage::bar) {
+  if (_stage == Stage::bar && _percentage != kNothingYet) {
     _bar.show(_percentage);
   }
+}
+
+// The splash is told also what it has been told before: while it has no screen yet, which may take
+// it seconds after the daemon began, it keeps no percentage for later. Before there is any it is
+// told of none: its bar would show how far it believes the boot to be, and then fall.
+bool LinuxProgressDisplay::Client::showOnSplash() {
+  const int status = _splash.setProgress(std::max(_percentage, 0));
+  if (status != 0) {
+    leaveSplash(status);
+  }
+  return status == 0;
 }
 
 LinuxProgressDisplay::LinuxProgressDisplay(LogHandle& log) : LinuxProgressDisplay(log, Paths{}) {}

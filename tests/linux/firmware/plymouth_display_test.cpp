@@ -51,7 +51,7 @@ TEST_F(PlymouthDisplayTest, TheSplashIsShownForAnUpgradeAndGetsEachPercentage) {
     client->setProgress(percentage, true);
   }
   const std::string told = machine.endAndTakeLog();
-  EXPECT_THAT(percentagesIn(told), ElementsAre(0, 0, 42, 42, 99, 100));
+  EXPECT_THAT(percentagesIn(told), ElementsAre(0, 0, 0, 42, 42, 99, 100));
   EXPECT_THAT(told, HasSubstr("system-upgrade"));
   EXPECT_THAT(told, HasSubstr("got show splash request"));
   EXPECT_EQ(bar(), "");
@@ -67,7 +67,7 @@ TEST_F(PlymouthDisplayTest, TheSplashGetsNothingButPercentagesThatNeverFall) {
        {-infinity, -1.0F, std::nanf(""), 5.0F, 1.0F, 101.0F, 1e30F, infinity}) {
     client->setProgress(percentage, true);
   }
-  EXPECT_THAT(percentagesIn(machine.endAndTakeLog()), ElementsAre(0, 0, 5, 5, 100, 100, 100));
+  EXPECT_THAT(percentagesIn(machine.endAndTakeLog()), ElementsAre(0, 0, 0, 5, 5, 100, 100, 100));
 }
 
 TEST_F(PlymouthDisplayTest, WhereNoSplashIsThereIsTheBarAlone) {
@@ -158,20 +158,28 @@ class AnsweringSplash {
 };
 
 TEST_F(PlymouthDisplayTest, ASplashThatRefusesOrHangsUpLeavesTheBar) {
-  const std::string received = "\6";
+  const char received = '\6';
   const std::string refused = "\25";
-  for (const std::string& answers :
-       {std::string(), refused, received, received + refused, received + received,
-        received + received + refused, received + received + received,
-        received + received + received + refused}) {
-    splash = folder.path("splash" + std::to_string(answers.size()) +
-                         (answers.ends_with(refused) ? "r" : ""));
-    folder.write("tty1", "");
-    const AnsweringSplash other(splash, answers);
-    const auto client = show();
-    client->setProgress(1.0F, true);
-    EXPECT_EQ(bar(), "1%\n") << answers.size();
+  // Opened, turned to an upgrade, shown, told of nothing yet and of the first percentage.
+  constexpr std::size_t kRequests = 5;
+  for (std::size_t answered = 0; answered < kRequests; ++answered) {
+    for (const std::string& last : {std::string(), refused}) {
+      const std::string answers = std::string(answered, received) + last;
+      splash = folder.path("splash" + std::to_string(answered) + (last.empty() ? "" : "r"));
+      folder.write("tty1", "");
+      const AnsweringSplash other(splash, answers);
+      const auto client = show();
+      client->setProgress(1.0F, true);
+      EXPECT_EQ(bar(), "1%\n") << answers.size();
+    }
   }
+}
+
+// It would show its own idea of the boot.
+TEST_F(PlymouthDisplayTest, TheSplashIsToldOfNothingAsLongAsThereIsNothing) {
+  machine.start();
+  const auto client = show();
+  EXPECT_THAT(percentagesIn(machine.endAndTakeLog()), ElementsAre(0));
 }
 
 TEST_F(PlymouthDisplayTest, ASplashAtNoAddressIsToldAndLeavesTheBar) {
