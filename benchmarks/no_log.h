@@ -9,8 +9,7 @@ namespace marrow {
 
 class NoLog final : public LogHandle {
  private:
-  void write(LogLevel /*level*/, const std::string& /*text*/,
-             const LogOrigin& /*origin*/) override {}
+  void write(LogLevel /*level*/, std::string /*text*/, const LogOrigin& /*origin*/) override {}
 };
 
 }  // namespace marrow

@@ -1,14 +1,14 @@
 #include "daemon/console_mirror.h"
 
 #include "daemon/log_channels.h"
-#include "host/text_format.h"
 #include "host/unicode.h"
 
+#include <array>
 #include <atomic>
+#include <cstddef>
 #include <cstdio>
 #include <memory>
 #include <optional>
-#include <string>
 #include <string_view>
 #include <utility>
 
@@ -32,7 +32,7 @@ class ConsoleMirror {
     if (message.subsystem != kLogSubsystem) {
       return;
     }
-    if (const std::optional<std::string> text = _logService.render(message)) {
+    if (const auto text = _logService.render(message)) {
       show(*text);
     }
   }
@@ -40,12 +40,14 @@ class ConsoleMirror {
  private:
   // A text ends at its first zero byte, which no console shows. One write, so that lines of several
   // threads do not mix. It counts UTF-16 code units: a line with other than ASCII characters loses
-  // as many bytes at its end as its UTF-8 form is longer.
-  void show(const std::string& text) {
+  // as many bytes at its end, the line feed first, as its UTF-8 form is longer.
+  void show(std::string_view text) {
     const int console = consoleDescriptor();
-    const std::string line = formatText("%s: %s\n", kLogSubsystem, text.c_str());
-    const std::string_view bytes = line;
-    _files.write(console, bytes.substr(0, utf16Length(bytes)));
+    text = text.substr(0, text.find('\0'));
+    const std::size_t units = utf16Length(text);
+    const std::array<std::string_view, 4> line = {kLogSubsystem, ": ", text.substr(0, units + 1),
+                                                  units == text.size() ? "\n" : ""};
+    _files.write(console, line);
     _files.sync(console);
   }
 

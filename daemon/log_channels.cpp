@@ -11,8 +11,7 @@ namespace {
 
 class DiscardingHandle : public LogHandle {
  private:
-  void write(LogLevel /*level*/, const std::string& /*text*/,
-             const LogOrigin& /*origin*/) override {}
+  void write(LogLevel /*level*/, std::string /*text*/, const LogOrigin& /*origin*/) override {}
 };
 
 // Shared by every thread that logs. A channel changes once, from absent to its handle, and is never

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <type_traits>
+#include <utility>
 
 namespace marrow {
 
@@ -54,15 +55,16 @@ struct LogFormat {
 // thread.
 template <typename... Arguments>
 void log(LogHandle& channel, LogLevel level, LogEvent event,
-         LogFormat<std::type_identity_t<Arguments>...> format, const Arguments&... arguments) {
+         LogFormat<std::type_identity_t<Arguments>...> format, Arguments&&... arguments) {
   const ErrnoGuard guard;
-  channel.log(level, formatText<Arguments...>(format.format, arguments...), event, format.place);
+  channel.log(level, formatText<Arguments...>(format.format, std::forward<Arguments>(arguments)...),
+              event, format.place);
 }
 
 template <typename... Arguments>
 void log(LogHandle& channel, LogLevel level, LogFormat<std::type_identity_t<Arguments>...> format,
-         const Arguments&... arguments) {
-  log<Arguments...>(channel, level, LogEvent::none, format, arguments...);
+         Arguments&&... arguments) {
+  log<Arguments...>(channel, level, LogEvent::none, format, std::forward<Arguments>(arguments)...);
 }
 
 }  // namespace marrow

@@ -17,8 +17,7 @@ constexpr std::size_t kAttributes = 4;
 
 class NoLog final : public LogHandle {
  private:
-  void write(LogLevel /*level*/, const std::string& /*text*/,
-             const LogOrigin& /*origin*/) override {}
+  void write(LogLevel /*level*/, std::string /*text*/, const LogOrigin& /*origin*/) override {}
 };
 
 class Folder {

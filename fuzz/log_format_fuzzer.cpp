@@ -53,8 +53,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   for (std::size_t count = argumentsOf(format); count > 0; --count) {
     arguments.emplace_back(takeLine(rest));
   }
+  const std::size_t length = lengthOfText(format, arguments);
   const std::string text = substitute(format, arguments);
-  expect(text.size() == lengthOfText(format, arguments), "nothing is lost or added");
+  expect(text.size() == length, "nothing is lost or added");
   expect(utf16Length(text) <= text.size(), "no more units than bytes");
   checkLiteral(format);
 

@@ -15,8 +15,7 @@ using namespace marrow;
 namespace {
 
 class NoLog final : public LogHandle {
-  void write(LogLevel /*level*/, const std::string& /*text*/,
-             const LogOrigin& /*origin*/) override {}
+  void write(LogLevel /*level*/, std::string /*text*/, const LogOrigin& /*origin*/) override {}
 };
 
 std::string textOf(int file) {

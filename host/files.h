@@ -15,7 +15,7 @@ enum class OpenFlags : std::uint32_t {
   readOnly = 0,
   writeOnly = 1U << 0U,
   append = 1U << 1U,
-  noControllingTerminal = 1U << 2U,
+  noControllingTerminal = 1U << 2U,  // nor is a terminal waited for that takes nothing
   nonBlocking = 1U << 3U,
   create = 1U << 4U,  // with mode 0644
   truncate = 1U << 5U,
@@ -50,6 +50,11 @@ class Files {
   // One read(2) or write(2): the number of bytes, which may be fewer than asked for.
   virtual std::int64_t read(int descriptor, std::span<std::byte> buffer) = 0;
   virtual std::int64_t write(int descriptor, std::string_view bytes) = 0;
+
+  // The pieces one behind the other as one text, with none of another thread's between them: one
+  // writev(2), and more where a terminal has no room for all of it at once. The number of bytes
+  // that were taken.
+  virtual std::int64_t write(int descriptor, std::span<const std::string_view> pieces) = 0;
 
   // fsync(2).
   virtual int sync(int descriptor) = 0;

@@ -10,6 +10,8 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 
 namespace marrow {
 
@@ -54,14 +56,14 @@ class LogHandle {
 
   // Never fails towards the caller, never throws, and leaves errno as it was. The place is that of
   // the call where the caller does not name another.
-  void log(LogLevel level, const std::string& text, LogEvent event = LogEvent::none,
+  void log(LogLevel level, std::string text, LogEvent event = LogEvent::none,
            SourcePlace place = SourcePlace::current()) {
-    write(level, text, {event, place});
+    write(level, std::move(text), {event, place});
   }
 
  private:
   // As `log`.
-  virtual void write(LogLevel level, const std::string& text, const LogOrigin& origin) = 0;
+  virtual void write(LogLevel level, std::string text, const LogOrigin& origin) = 0;
 };
 
 // Called on the thread that logs, after the message reached the machine's log. It must not log.
@@ -79,8 +81,9 @@ class LogService {
   // takes the place of (empty when there was none), which is no longer called by the service.
   virtual LogHook setHook(LogLevel minimum, LogHook hook) = 0;
 
-  // The message as plain text; absent when it cannot be rendered.
-  virtual std::optional<std::string> render(const LogMessage& message) = 0;
+  // The message as plain text, which lives as long as the message; absent when it cannot be
+  // rendered.
+  virtual std::optional<std::string_view> render(const LogMessage& message) = 0;
 };
 
 }  // namespace marrow

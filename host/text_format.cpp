@@ -1,8 +1,10 @@
 #include "host/text_format.h"
 
+#include <utility>
+
 namespace marrow {
 
-std::string substitute(std::string_view format, std::span<const std::string> arguments) {
+std::string substitute(std::string_view format, std::span<std::string> arguments) {
   std::string text;
   std::size_t from = 0;
   std::size_t used = 0;
@@ -12,7 +14,7 @@ std::string substitute(std::string_view format, std::span<const std::string> arg
     if (next.letters == "%") {
       text += '%';
     } else {
-      text += arguments[used];
+      text = std::move(text) + std::move(arguments[used]);
       ++used;
     }
     from = next.end;

@@ -22,12 +22,14 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace marrow {
 
 // What %@ prints.
 inline std::string describe(const std::string& text) { return text; }
+inline std::string describe(std::string&& text) { return std::move(text); }
 inline std::string describe(std::string_view text) { return std::string(text); }
 inline std::string describe(const char* text) { return text == nullptr ? "(null)" : text; }
 
@@ -40,6 +42,8 @@ std::string describe(const Object& object) { return object.description(); }
 template <typename Object>
 std::string describe(const std::optional<Object>& object);
 template <typename Object>
+std::string describe(std::optional<Object>&& object);
+template <typename Object>
 std::string describe(const std::shared_ptr<Object>& object);
 template <typename Object>
 std::string describe(const std::vector<Object>& objects);
@@ -47,6 +51,11 @@ std::string describe(const std::vector<Object>& objects);
 template <typename Object>
 std::string describe(const std::optional<Object>& object) {
   return object ? describe(*object) : "(null)";
+}
+
+template <typename Object>
+std::string describe(std::optional<Object>&& object) {
+  return object ? describe(*std::move(object)) : "(null)";
 }
 
 template <typename Object>
@@ -161,22 +170,25 @@ class FormatString {
   std::string_view _format;
 };
 
-// Puts the printed arguments in the places of the format's conversions, in order.
-std::string substitute(std::string_view format, std::span<const std::string> arguments);
+// Puts the printed arguments in the places of the format's conversions, in order. It takes them
+// over: one that has room for the whole is not copied.
+std::string substitute(std::string_view format, std::span<std::string> arguments);
 
 template <typename Argument>
-std::string print(const Argument& argument) {
-  if constexpr (std::integral<Argument>) {
+std::string print(Argument&& argument) {
+  if constexpr (std::integral<std::remove_cvref_t<Argument>>) {
     return std::to_string(argument);
   } else {
-    return describe(argument);
+    return describe(std::forward<Argument>(argument));
   }
 }
 
+// A text that is moved in is not copied first.
 template <typename... Arguments>
 std::string formatText(FormatString<std::type_identity_t<Arguments>...> format,
-                       const Arguments&... arguments) {
-  const std::array<std::string, sizeof...(Arguments)> printed = {print(arguments)...};
+                       Arguments&&... arguments) {
+  std::array<std::string, sizeof...(Arguments)> printed = {
+      print(std::forward<Arguments>(arguments))...};
   return substitute(format.text(), printed);
 }
 

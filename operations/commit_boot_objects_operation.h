@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <type_traits>
+#include <utility>
 
 namespace marrow {
 
@@ -57,8 +58,9 @@ class MWCommitBootObjectsOperation : public MWOperation {
   template <typename... Arguments>
   void _setErrorWithCode(std::int64_t code, int POSIXError,
                          FormatString<std::type_identity_t<Arguments>...> reason,
-                         const Arguments&... arguments) {
-    setErrorRecord(code, POSIXError, formatText(reason, arguments...));
+                         Arguments&&... arguments) {
+    setErrorRecord(code, POSIXError,
+                   formatText<Arguments...>(reason, std::forward<Arguments>(arguments)...));
   }
   void _setErrorWithCode(std::int64_t code, int POSIXError) {
     setErrorRecord(code, POSIXError, std::nullopt);

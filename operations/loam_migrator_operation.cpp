@@ -5,6 +5,7 @@
 #include "operations/operation_storage.h"
 
 #include <cerrno>
+#include <utility>
 
 namespace marrow {
 
@@ -63,7 +64,7 @@ bool MWLoamMigratorOperation::migrate(MWStorageController& controller,
   }
   task->waitUntilExit();
   _closeProgressPipe();
-  handOver(controller, output);
+  handOver(controller, std::move(output));
   return judge(task->terminationStatus(), dryRun);
 }
 
@@ -135,11 +136,13 @@ bool MWLoamMigratorOperation::collectOutput(LaunchedTask& task, std::string& out
 
 // The tool has let go of the container, whatever it says of its work: its files can be carried on,
 // and volumes mounted again.
-void MWLoamMigratorOperation::handOver(MWStorageController& controller, const std::string& output) {
-  const std::optional<std::string_view> text =
-      isValidUTF8(output) ? std::optional<std::string_view>(output) : std::nullopt;
+void MWLoamMigratorOperation::handOver(MWStorageController& controller, std::string output) {
+  std::optional<std::string> text;
+  if (isValidUTF8(output)) {
+    text = std::move(output);
+  }
   log(operationsLogChannel(), LogLevel::standard, LogEvent::migratorOutput,
-      "Loam Migrator Output: %@", text);
+      "Loam Migrator Output: %@", std::move(text));
   if (const auto dataSource = operationQueueDataSource()) {
     dataSource->setLoamMigratorLogPath(kLoamMigratorLogPath);
     dataSource->setLoamMigratorMetricsPath(kLoamMigratorMetricsPath);

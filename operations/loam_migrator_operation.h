@@ -100,7 +100,7 @@ class MWLoamMigratorOperation : public MWOperation,
   void appendModeArguments(bool dryRun, Arguments& arguments) const;
   std::unique_ptr<LaunchedTask> launchTool(const Arguments& arguments);
   bool collectOutput(LaunchedTask& task, std::string& output);
-  void handOver(MWStorageController& controller, const std::string& output);
+  void handOver(MWStorageController& controller, std::string output);
   bool judge(int exitStatus, bool dryRun);
   int openFIFO(const std::string& path);
   void fail(std::int64_t code, const ErrorRef& underlying);

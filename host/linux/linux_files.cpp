@@ -3,8 +3,10 @@
 #include "host/linux/directory_entry.h"
 #include "host/linux/retry.h"
 #include "host/linux/strict_open.h"
+#include "host/linux/text_output.h"
 
 #include <array>
+#include <cerrno>
 #include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
@@ -17,11 +19,14 @@ namespace {
 
 constexpr mode_t kNewFileMode = 0644;
 
+// For a terminal that takes nothing.
+constexpr std::chrono::milliseconds kTerminalPatience{1000};
+
 int systemFlags(OpenFlags flags) {
   constexpr std::array<std::pair<OpenFlags, int>, 7> kFlags = {{
       {OpenFlags::writeOnly, O_WRONLY},
       {OpenFlags::append, O_APPEND},
-      {OpenFlags::noControllingTerminal, O_NOCTTY},
+      {OpenFlags::noControllingTerminal, O_NOCTTY | O_NONBLOCK},
       {OpenFlags::nonBlocking, O_NONBLOCK},
       {OpenFlags::create, O_CREAT},
       {OpenFlags::truncate, O_TRUNC},
@@ -92,6 +97,18 @@ std::int64_t LinuxFiles::read(int descriptor, std::span<std::byte> buffer) {
 
 std::int64_t LinuxFiles::write(int descriptor, std::string_view bytes) {
   return retryInterrupted([&] { return ::write(descriptor, bytes.data(), bytes.size()); });
+}
+
+std::int64_t LinuxFiles::write(int descriptor, std::span<const std::string_view> pieces) {
+  std::size_t size = 0;
+  for (const std::string_view piece : pieces) {
+    size += piece.size();
+  }
+  const std::lock_guard lock(_piecesMutex);
+  const auto patience = _waitedInVain ? std::chrono::milliseconds::zero() : kTerminalPatience;
+  const std::int64_t taken = writePieces(descriptor, pieces, patience);
+  _waitedInVain = taken != static_cast<std::int64_t>(size) && errno == EAGAIN;
+  return taken;
 }
 
 int LinuxFiles::sync(int descriptor) {

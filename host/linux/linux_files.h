@@ -5,6 +5,8 @@
 #include "host/files.h"
 #include "host/linux/wait_watch.h"
 
+#include <mutex>
+
 namespace marrow {
 
 class LinuxFiles final : public Files {
@@ -16,6 +18,10 @@ class LinuxFiles final : public Files {
   int close(int descriptor) override;
   std::int64_t read(int descriptor, std::span<std::byte> buffer) override;
   std::int64_t write(int descriptor, std::string_view bytes) override;
+
+  // A terminal that took nothing for a second is not waited for again until it takes something.
+  std::int64_t write(int descriptor, std::span<const std::string_view> pieces) override;
+
   int sync(int descriptor) override;
 
   // syncfs(2) of the whole file system, then fsync(2), which has the disk empty its cache.
@@ -29,6 +35,8 @@ class LinuxFiles final : public Files {
 
  private:
   WaitWatch& _waits;
+  std::mutex _piecesMutex;
+  bool _waitedInVain = false;  // guarded by _piecesMutex
 };
 
 }  // namespace marrow

@@ -19,6 +19,12 @@ namespace {
 
 constexpr std::size_t kReadAtOnce = std::size_t{64} << 10U;
 
+// A longer text does not grow step by step, which would take as much again for the step before.
+constexpr std::size_t kLongText = std::size_t{1} << 20U;
+
+// For what is said of the text at its end, and before it where it is logged.
+constexpr std::size_t kRoomAround = 1024;
+
 // Output as it comes, up to a limit.
 class CappedText {
  public:
@@ -26,6 +32,9 @@ class CappedText {
 
   // One byte beyond the limit is kept, to tell whether it cuts a character in two.
   void append(std::string_view output) {
+    if (_text.size() + output.size() > kLongText) {
+      _text.reserve(_limit + kRoomAround);
+    }
     _text += output.substr(0, _limit + 1 - _text.size());
     _total += output.size();
   }

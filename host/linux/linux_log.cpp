@@ -19,10 +19,10 @@ class Channel final : public LogHandle {
       : _log(log), _subsystem(std::move(subsystem)), _category(std::move(category)) {}
 
  private:
-  void write(LogLevel level, const std::string& text, const LogOrigin& origin) override {
+  void write(LogLevel level, std::string text, const LogOrigin& origin) override {
     const ErrnoKeeper keeper;
     try {
-      _log.log({level, _subsystem, _category, text, origin});
+      _log.log({level, _subsystem, _category, std::move(text), origin});
     } catch (...) {
       // No memory is left to tell it.
     }
@@ -54,7 +54,7 @@ LogHook LinuxLog::setHook(LogLevel minimum, LogHook hook) {
   return installed ? installed->hook : LogHook();
 }
 
-std::optional<std::string> LinuxLog::render(const LogMessage& message) { return message.text; }
+std::optional<std::string_view> LinuxLog::render(const LogMessage& message) { return message.text; }
 
 void LinuxLog::log(const LogMessage& message) noexcept {
   const ErrnoKeeper keeper;

@@ -32,7 +32,7 @@ class LinuxLog final : public LogService {
   std::unique_ptr<LogHandle> createHandle(const std::string& subsystem,
                                           const std::string& category) override;
   LogHook setHook(LogLevel minimum, LogHook hook) override;
-  std::optional<std::string> render(const LogMessage& message) override;
+  std::optional<std::string_view> render(const LogMessage& message) override;
 
   // Writes the message, then calls the hook. Never fails and keeps errno. A journal that stops
   // taking messages is told of once, in the kernel's log.

@@ -102,8 +102,7 @@ TEST_F(LogChannels, TheFirstMessageShowsTheErrnoOfTheCallThatFailed) {
 
 class ErrnoChangingHandle : public LogHandle {
  private:
-  void write(LogLevel /*level*/, const std::string& /*text*/,
-             const LogOrigin& /*origin*/) override {
+  void write(LogLevel /*level*/, std::string /*text*/, const LogOrigin& /*origin*/) override {
     errno = EIO;
   }
 };
@@ -145,8 +144,7 @@ class MeetingLogService : public LogService {
     ~Handle() override { --_owner.alive; }
 
    private:
-    void write(LogLevel /*level*/, const std::string& /*text*/,
-               const LogOrigin& /*origin*/) override {
+    void write(LogLevel /*level*/, std::string /*text*/, const LogOrigin& /*origin*/) override {
       ++_owner.logged;
     }
 
@@ -161,7 +159,9 @@ class MeetingLogService : public LogService {
     return handle;
   }
   LogHook setHook(LogLevel /*minimum*/, LogHook hook) override { return hook; }
-  std::optional<std::string> render(const LogMessage& message) override { return message.text; }
+  std::optional<std::string_view> render(const LogMessage& message) override {
+    return message.text;
+  }
 
   std::atomic<int> created = 0;
   std::atomic<int> alive = 0;

@@ -125,6 +125,14 @@ std::int64_t InMemoryFiles::read(int descriptor, std::span<std::byte> buffer) {
   return file == nullptr ? failed(EBADF) : readBytes(*file, buffer);
 }
 
+std::int64_t InMemoryFiles::write(int descriptor, std::span<const std::string_view> pieces) {
+  std::string bytes;
+  for (const std::string_view piece : pieces) {
+    bytes += piece;
+  }
+  return write(descriptor, bytes);
+}
+
 std::int64_t InMemoryFiles::write(int descriptor, std::string_view bytes) {
   const std::string arguments = describe(descriptor) + " " + std::string(bytes);
   if (const auto failure = _calls.made("Files.write", arguments)) {

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <limits>
 #include <map>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,7 @@ class InMemoryFiles : public Files {
   std::int64_t read(int descriptor, std::span<std::byte> buffer) override;
   // The journal has the bytes behind the path.
   std::int64_t write(int descriptor, std::string_view bytes) override;
+  std::int64_t write(int descriptor, std::span<const std::string_view> pieces) override;
   int sync(int descriptor) override;
   int fullSync(int descriptor) override;
   int statusOf(int descriptor, FileStatus& status) override;

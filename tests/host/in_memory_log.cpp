@@ -36,8 +36,8 @@ class InMemoryLogHandle : public LogHandle {
       : _log(log), _subsystem(std::move(subsystem)), _category(std::move(category)) {}
 
  private:
-  void write(LogLevel level, const std::string& text, const LogOrigin& origin) override {
-    _log.log({level, _subsystem, _category, text, origin});
+  void write(LogLevel level, std::string text, const LogOrigin& origin) override {
+    _log.log({level, _subsystem, _category, std::move(text), origin});
   }
 
   InMemoryLog& _log;
@@ -71,7 +71,7 @@ LogHook InMemoryLog::setHook(LogLevel minimum, LogHook hook) {
   return std::exchange(_hook, Hook{minimum, std::move(hook)}).run;
 }
 
-std::optional<std::string> InMemoryLog::render(const LogMessage& message) {
+std::optional<std::string_view> InMemoryLog::render(const LogMessage& message) {
   if (_calls.made("LogService.render", message.text)) {
     return std::nullopt;
   }

@@ -22,7 +22,7 @@ class InMemoryLog : public LogService {
   std::unique_ptr<LogHandle> createHandle(const std::string& subsystem,
                                           const std::string& category) override;
   LogHook setHook(LogLevel minimum, LogHook hook) override;
-  std::optional<std::string> render(const LogMessage& message) override;
+  std::optional<std::string_view> render(const LogMessage& message) override;
 
   // Logs as some other program would, or the machine itself (no subsystem).
   void log(const LogMessage& message);

@@ -40,7 +40,7 @@ class TestLog : public LogHandle {
   }
 
  private:
-  void write(LogLevel level, const std::string& text, const LogOrigin& /*origin*/) override {
+  void write(LogLevel level, std::string text, const LogOrigin& /*origin*/) override {
     const std::lock_guard lock(_mutex);
     _records.emplace_back(level, text);
   }

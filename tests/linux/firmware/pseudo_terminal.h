@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <string>
+#include <termios.h>
 #include <unistd.h>
 
 namespace marrow {
@@ -26,6 +27,10 @@ class PseudoTerminal {
   }
 
   const std::string& path() const { return _path; }
+
+  // As Ctrl-S and Ctrl-Q do (tcflow(3)).
+  void stop() const { EXPECT_EQ(::tcflow(_kept.number(), TCOOFF), 0); }
+  void goOn() const { EXPECT_EQ(::tcflow(_kept.number(), TCOON), 0); }
 
   // What has been written since the last time.
   std::string takeText() const {

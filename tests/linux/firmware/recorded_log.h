@@ -21,7 +21,7 @@ class RecordedLog final : public LogHandle {
   const std::vector<std::pair<LogLevel, std::string>>& messages() const { return _messages; }
 
  private:
-  void write(LogLevel level, const std::string& text, const LogOrigin& /*origin*/) override {
+  void write(LogLevel level, std::string text, const LogOrigin& /*origin*/) override {
     _messages.emplace_back(level, text);
   }
 

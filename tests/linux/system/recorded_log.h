@@ -17,7 +17,7 @@ class RecordedLog final : public LogHandle {
   }
 
  private:
-  void write(LogLevel /*level*/, const std::string& text, const LogOrigin& /*origin*/) override {
+  void write(LogLevel /*level*/, std::string text, const LogOrigin& /*origin*/) override {
     const std::lock_guard lock(_mutex);
     _texts.push_back(text);
   }
