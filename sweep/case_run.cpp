@@ -8,6 +8,13 @@ namespace marrow::sweep {
 
 using namespace rehearsal;
 
+namespace {
+
+// The largest resident memory of the daemon has to stay below this, in KiB.
+constexpr std::uint64_t kMostMemory = std::uint64_t{128} * 1024;
+
+}  // namespace
+
 bool CaseRun::interrupt(const DaemonTrace::AtStop& atStop) {
   const StartEnd end = start({.atStop = atStop, .calls = _machine.calls()});
   if (!end.trace.killed) {
@@ -56,7 +63,7 @@ StartEnd CaseRun::start(const StartPlan& plan) {
   if (end.trace.hung) {
     _complaints.emplace_back("the machine did not come to its end");
   }
-  if (end.trace.peakMemory >= _mostMemory) {
+  if (end.trace.peakMemory >= kMostMemory) {
     _complaints.push_back("the daemon took " + std::to_string(end.trace.peakMemory) + " KiB");
   }
   add(end.leftovers);

@@ -8,15 +8,10 @@
 
 namespace marrow::sweep {
 
-// The daemon's largest resident memory has to stay below this, in KiB.
-inline constexpr std::uint64_t kMostMemory = std::uint64_t{128} * 1024;
-
 class CaseRun {
  public:
   // The machine is as it was before any run, or its state is what some interruption left.
-  // `mostMemory` is what the daemon's largest resident memory has to stay below, in KiB.
-  explicit CaseRun(SweptMachine& machine, std::uint64_t mostMemory = kMostMemory)
-      : _machine(machine), _mostMemory(mostMemory), _scenario(machine.scenario()) {}
+  explicit CaseRun(SweptMachine& machine) : _machine(machine), _scenario(machine.scenario()) {}
 
   // Runs it, the daemon killed where `atStop` says so. True when it was: then there is a state to
   // judge; otherwise the end was judged.
@@ -57,7 +52,6 @@ class CaseRun {
   void add(const Complaints& more);
 
   SweptMachine& _machine;
-  const std::uint64_t _mostMemory;
   // That the next start plays.
   rehearsal::Scenario _scenario;
   std::string _console;

@@ -1,10 +1,8 @@
-#include "sweep/fail_sweep.h"
-
-#include "rehearsal/interruption.h"
 #include "rehearsal/problem.h"
 #include "sweep/call_place.h"
 #include "sweep/disturbed_cases.h"
 #include "sweep/fault_cases.h"
+#include "sweep/sweeps.h"
 
 #include <algorithm>
 #include <array>
@@ -33,22 +31,18 @@ bool mayEndProcess(const FaultCase& one) {
 
 class FailSweep {
  public:
-  FailSweep(const SweepOptions& options, SweptMachine& machine, CaseLog& log)
-      : _options(options),
-        _cases(machine, log, "fail " + nameOf(options.fileSystem) + ' ' + machine.scenario().name) {
-  }
+  FailSweep(const SweepTask& task, SweptMachine& machine)
+      : _task(task), _cases(machine, task.log, task.seriesOf("fail")) {}
 
-  void run(rehearsal::Interruption& interruption) {
+  void run() {
     for (int i = 0; i < kCountedRuns; ++i) {
       countCalls();
     }
-    const std::vector<FaultCase> all = _places.cases(_options.onlyChanges);
+    const std::vector<FaultCase> all = _places.cases(_task.options.onlyChanges);
     std::printf("%s: %zu calls at %zu places in %d runs, %zu cases\n", _cases.series().c_str(),
                 _places.calls(), _places.places(), kCountedRuns, all.size());
-    for (const std::size_t number : chooseCases(_options, all.size())) {
-      interruption.check();
-      _cases.tryCase(caseOf(all[number - 1]));
-    }
+    _task.eachCase(all.size(),
+                   [&](std::size_t number) { _cases.tryCase(caseOf(all[number - 1])); });
     _cases.printTable();
   }
 
@@ -95,18 +89,17 @@ class FailSweep {
     return {.atStop = atStop, .calls = callsFor(one)};
   }
 
-  const SweepOptions& _options;
+  const SweepTask& _task;
   DisturbedCases _cases;
   CalledPlaces _places;
 };
 
 }  // namespace
 
-void sweepFailures(const SweepOptions& options, const rehearsal::Scenario& scenario,
-                   const std::string& daemon, const rehearsal::Workplace& workplace,
-                   rehearsal::Interruption& interruption, CaseLog& log) {
-  SweptMachine machine({scenario, options.fileSystem, daemon}, workplace, interruption);
-  FailSweep(options, machine, log).run(interruption);
+void sweepFailures(const SweepTask& task) {
+  SweptMachine machine({task.scenario, task.options.fileSystem, task.daemon}, task.workplace,
+                       task.interruption);
+  FailSweep(task, machine).run();
 }
 
 }  // namespace marrow::sweep

@@ -1,10 +1,8 @@
-#include "sweep/fill_sweep.h"
-
-#include "rehearsal/interruption.h"
 #include "rehearsal/loop_device.h"
 #include "rehearsal/problem.h"
 #include "sweep/disturbed_cases.h"
 #include "sweep/full_volume.h"
+#include "sweep/sweeps.h"
 
 #include <cstdio>
 #include <sys/mount.h>
@@ -54,22 +52,17 @@ std::vector<std::size_t> numbersOfBlocks(FileSystem kind) {
 
 class FillSweep {
  public:
-  FillSweep(const SweepOptions& options, SweptMachine& machine, const rehearsal::Workplace& place,
-            CaseLog& log)
-      : _options(options),
+  FillSweep(const SweepTask& task, SweptMachine& machine)
+      : _task(task),
         _machine(machine),
-        _place(place.folder("filled")),
-        _cases(machine, log, "fill " + nameOf(options.fileSystem) + ' ' + machine.scenario().name) {
-  }
+        _place(task.workplace.folder("filled")),
+        _cases(machine, task.log, task.seriesOf("fill")) {}
 
-  void run(rehearsal::Interruption& interruption) {
+  void run() {
     _cases.learn();
     _cases.learn();
     const std::vector<DisturbedCase> all = allCases();
-    for (const std::size_t number : chooseCases(_options, all.size())) {
-      interruption.check();
-      _cases.tryCase(all[number - 1]);
-    }
+    _task.eachCase(all.size(), [&](std::size_t number) { _cases.tryCase(all[number - 1]); });
     _cases.printTable();
   }
 
@@ -79,7 +72,7 @@ class FillSweep {
     for (const FilledRole& role : kRoles) {
       if (_machine.layout().partitionOf(role.type)) {
         addVolume(all, role, Room::kForFiles);
-        if (_options.fileSystem == FileSystem::kExt4) {
+        if (_task.options.fileSystem == FileSystem::kExt4) {
           addVolume(all, role, Room::kAtAll);
         }
       }
@@ -91,7 +84,7 @@ class FillSweep {
   }
 
   void addVolume(std::vector<DisturbedCase>& all, const FilledRole& role, Room room) {
-    for (const std::size_t blocks : numbersOfBlocks(_options.fileSystem)) {
+    for (const std::size_t blocks : numbersOfBlocks(_task.options.fileSystem)) {
       all.push_back(volumeCase(role, room, blocks));
     }
   }
@@ -141,7 +134,7 @@ class FillSweep {
     variables.putInto(folder);
   }
 
-  const SweepOptions& _options;
+  const SweepTask& _task;
   SweptMachine& _machine;
   const std::filesystem::path _place;
   DisturbedCases _cases;
@@ -149,11 +142,10 @@ class FillSweep {
 
 }  // namespace
 
-void sweepFullDisks(const SweepOptions& options, const rehearsal::Scenario& scenario,
-                    const std::string& daemon, const rehearsal::Workplace& workplace,
-                    rehearsal::Interruption& interruption, CaseLog& log) {
-  SweptMachine machine({scenario, options.fileSystem, daemon}, workplace, interruption);
-  FillSweep(options, machine, workplace, log).run(interruption);
+void sweepFullDisks(const SweepTask& task) {
+  SweptMachine machine({task.scenario, task.options.fileSystem, task.daemon}, task.workplace,
+                       task.interruption);
+  FillSweep(task, machine).run();
 }
 
 }  // namespace marrow::sweep

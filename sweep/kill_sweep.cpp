@@ -1,8 +1,6 @@
-#include "sweep/kill_sweep.h"
-
-#include "rehearsal/interruption.h"
 #include "rehearsal/problem.h"
 #include "sweep/case_run.h"
+#include "sweep/sweeps.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -13,21 +11,15 @@ namespace {
 
 class KillSweep {
  public:
-  KillSweep(const SweepOptions& options, SweptMachine& machine, CaseLog& log)
-      : _options(options),
+  KillSweep(const SweepTask& task, SweptMachine& machine)
+      : _task(task),
         _machine(machine),
-        _log(log),
-        _series("kill " + nameOf(options.fileSystem) + ' ' + machine.scenario().name +
-                (options.onlyChanges ? " changes" : "") + (options.again ? " again" : "")) {}
+        _series(task.seriesOf("kill") + (task.options.onlyChanges ? " changes" : "") +
+                (task.options.again ? " again" : "")) {}
 
-  void run(rehearsal::Interruption& interruption) {
+  void run() {
     const std::size_t count = countStops();
-    for (const std::size_t number : chooseCases(_options, count)) {
-      if (!_log.isDone(_series, number)) {
-        interruption.check();
-        tryCase(number, count);
-      }
-    }
+    _task.eachOpenCase(_series, count, [&](std::size_t number) { tryCase(number, count); });
     std::printf("%s: %zu stops; the daemon took %llu KiB at most\n", _series.c_str(), count,
                 static_cast<unsigned long long>(_peakMemory));
     std::fflush(stdout);
@@ -52,7 +44,7 @@ class KillSweep {
     try {
       killAt(number, count);
     } catch (const rehearsal::Problem& problem) {
-      _log.add(_series, number, "somewhere", {problem.what()});
+      _task.log.add(_series, number, "somewhere", {problem.what()});
     }
   }
 
@@ -61,7 +53,7 @@ class KillSweep {
     _machine.putBack();
     std::string place;
     bool cut = kill(run, number, place);
-    if (cut && _options.again) {
+    if (cut && _task.options.again) {
       place += ", then ";
       cut = kill(run, std::mt19937_64(number)() % count + 1, place);
     }
@@ -91,33 +83,30 @@ class KillSweep {
 
   void take(std::size_t number, const std::string& place, const CaseRun& run) {
     _peakMemory = std::max(_peakMemory, run.peakMemory());
-    _log.add(_series, number, place, run.complaints());
+    _task.log.add(_series, number, place, run.complaints());
     if (!run.complaints().empty()) {
       std::printf("%s", run.console().c_str());
     }
   }
 
   bool counts(const SystemCall& call) const {
-    return !_options.onlyChanges || changesSomething(call);
+    return !_task.options.onlyChanges || changesSomething(call);
   }
 
-  const SweepOptions& _options;
+  const SweepTask& _task;
   SweptMachine& _machine;
-  CaseLog& _log;
   const std::string _series;
   std::uint64_t _peakMemory = 0;
 };
 
 }  // namespace
 
-void sweepKills(const SweepOptions& options, const rehearsal::Scenario& scenario,
-                const std::string& daemon, const rehearsal::Workplace& workplace,
-                rehearsal::Interruption& interruption, CaseLog& log) {
+void sweepKills(const SweepTask& task) {
   using Kind = DaemonTrace::Calls::Kind;
-  const Kind calls = options.onlyChanges ? Kind::kChanges : Kind::kAll;
-  SweptMachine machine({scenario, options.fileSystem, daemon, {.kind = calls}}, workplace,
-                       interruption);
-  KillSweep(options, machine, log).run(interruption);
+  const Kind calls = task.options.onlyChanges ? Kind::kChanges : Kind::kAll;
+  SweptMachine machine({task.scenario, task.options.fileSystem, task.daemon, {.kind = calls}},
+                       task.workplace, task.interruption);
+  KillSweep(task, machine).run();
 }
 
 }  // namespace marrow::sweep

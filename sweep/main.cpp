@@ -2,14 +2,7 @@
 #include "rehearsal/interruption.h"
 #include "rehearsal/problem.h"
 #include "rehearsal/rehearsal.h"
-#include "sweep/fail_sweep.h"
-#include "sweep/fill_sweep.h"
-#include "sweep/kill_sweep.h"
-#include "sweep/planted_sweep.h"
-#include "sweep/power_sweep.h"
-#include "sweep/starve_sweep.h"
-#include "sweep/tool_sweep.h"
-#include "sweep/watched_sweep.h"
+#include "sweep/sweeps.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -81,7 +74,7 @@ int sweep(const SweepOptions& options) {
   const std::string daemon = readDaemon(options);
   const marrow::rehearsal::Workplace workplace;
   for (const Scenario& scenario : chosenScenarios(options)) {
-    sweepOf(options.kind)(options, scenario, daemon, workplace, interruption, log);
+    sweepOf(options.kind)({options, scenario, daemon, workplace, interruption, log});
   }
   std::printf("%zu cases (%zu more passed before), %zu of them lost something.\n", log.cases(),
               log.doneBefore(), log.failures());

@@ -1,8 +1,6 @@
-#include "sweep/planted_sweep.h"
-
-#include "rehearsal/interruption.h"
 #include "rehearsal/problem.h"
 #include "sweep/planted_machine.h"
+#include "sweep/sweeps.h"
 
 #include <cstdio>
 
@@ -61,19 +59,15 @@ void tryCase(PlantedMachine& machine, const PlantedCase& planted, const std::str
 
 }  // namespace
 
-void sweepPlanted(const SweepOptions& options, const rehearsal::Scenario& scenario,
-                  const std::string& daemon, const rehearsal::Workplace& workplace,
-                  rehearsal::Interruption& interruption, CaseLog& log) {
-  SweptMachine swept({scenario, options.fileSystem, daemon}, workplace, interruption);
-  PlantedMachine machine(swept, workplace);
-  const std::string series = "planted " + nameOf(options.fileSystem) + ' ' + scenario.name;
+void sweepPlanted(const SweepTask& task) {
+  SweptMachine swept({task.scenario, task.options.fileSystem, task.daemon}, task.workplace,
+                     task.interruption);
+  PlantedMachine machine(swept, task.workplace);
+  const std::string series = task.seriesOf("planted");
   const std::vector<PlantedCase> cases = allCases();
-  for (const std::size_t number : chooseCases(options, cases.size())) {
-    if (!log.isDone(series, number)) {
-      interruption.check();
-      tryCase(machine, cases[number - 1], series, number, log);
-    }
-  }
+  task.eachOpenCase(series, cases.size(), [&](std::size_t number) {
+    tryCase(machine, cases[number - 1], series, number, task.log);
+  });
   std::printf("%s: %zu places and things\n", series.c_str(), cases.size());
   std::fflush(stdout);
 }

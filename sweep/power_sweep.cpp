@@ -1,9 +1,7 @@
-#include "sweep/power_sweep.h"
-
-#include "rehearsal/interruption.h"
 #include "rehearsal/problem.h"
 #include "sweep/case_run.h"
 #include "sweep/run_recording.h"
+#include "sweep/sweeps.h"
 #include "sweep/write_recorder.h"
 
 #include <cstdio>
@@ -17,23 +15,18 @@ using rehearsal::checked;
 
 class PowerSweep {
  public:
-  PowerSweep(const SweepOptions& options, SweptMachine& machine, Recording recording, CaseLog& log)
-      : _options(options),
+  PowerSweep(const SweepTask& task, SweptMachine& machine, Recording recording)
+      : _task(task),
         _machine(machine),
         _recording(std::move(recording)),
-        _log(log),
-        _series("power " + nameOf(options.fileSystem) + ' ' + machine.scenario().name) {}
+        _series(task.seriesOf("power")) {}
 
-  void run(rehearsal::Interruption& interruption) {
-    const std::vector<PowerState> states = statesOf(_recording.run, _options.subsets);
+  void run() {
+    const std::vector<PowerState> states = statesOf(_recording.run, _task.options.subsets);
     std::printf("%s: %zu writes of at most 4 KiB and flushes, %zu states of the firmware\n",
                 _series.c_str(), _recording.run.writes.size(), _recording.run.moments.size());
-    for (const std::size_t number : chooseCases(_options, states.size())) {
-      if (!_log.isDone(_series, number)) {
-        interruption.check();
-        tryState(number, states[number - 1]);
-      }
-    }
+    _task.eachOpenCase(_series, states.size(),
+                       [&](std::size_t number) { tryState(number, states[number - 1]); });
     std::printf(
         "%s: %zu states looked at, %zu of them different, %zu run to the end; the daemon "
         "took %llu KiB at most\n",
@@ -49,13 +42,13 @@ class PowerSweep {
     CaseRun run(_machine);
     try {
       const rehearsal::Snapshot atCut = run.judgeCutState();
-      if (_seen.insert(atCut).second || _tried % _options.finishEvery == 0) {
+      if (_seen.insert(atCut).second || _tried % _task.options.finishEvery == 0) {
         ++_finished;
         run.finish();
       }
-      _log.add(_series, number, describe(state, _recording.run), run.complaints());
+      _task.log.add(_series, number, describe(state, _recording.run), run.complaints());
     } catch (const rehearsal::Problem& problem) {
-      _log.add(_series, number, describe(state, _recording.run), {problem.what()});
+      _task.log.add(_series, number, describe(state, _recording.run), {problem.what()});
     }
     _peakMemory = std::max(_peakMemory, run.peakMemory());
   }
@@ -79,10 +72,9 @@ class PowerSweep {
             "write the disk");
   }
 
-  const SweepOptions& _options;
+  const SweepTask& _task;
   SweptMachine& _machine;
   const Recording _recording;
-  CaseLog& _log;
   const std::string _series;
   std::string _buffer;
   std::set<rehearsal::Snapshot> _seen;
@@ -93,14 +85,14 @@ class PowerSweep {
 
 }  // namespace
 
-void sweepPowerCuts(const SweepOptions& options, const rehearsal::Scenario& scenario,
-                    const std::string& daemon, const rehearsal::Workplace& workplace,
-                    rehearsal::Interruption& interruption, CaseLog& log) {
+void sweepPowerCuts(const SweepTask& task) {
   requireRecorder();
-  SweptMachine machine(
-      {scenario, options.fileSystem, daemon, {.kind = DaemonTrace::Calls::Kind::kChanges}},
-      workplace, interruption);
-  PowerSweep(options, machine, recordRun(machine, workplace), log).run(interruption);
+  SweptMachine machine({task.scenario,
+                        task.options.fileSystem,
+                        task.daemon,
+                        {.kind = DaemonTrace::Calls::Kind::kChanges}},
+                       task.workplace, task.interruption);
+  PowerSweep(task, machine, recordRun(machine, task.workplace)).run();
 }
 
 }  // namespace marrow::sweep

@@ -1,9 +1,7 @@
-#include "sweep/starve_sweep.h"
-
 #include "rehearsal/files.h"
-#include "rehearsal/interruption.h"
 #include "rehearsal/problem.h"
 #include "sweep/disturbed_cases.h"
+#include "sweep/sweeps.h"
 
 #include <cstdio>
 #include <set>
@@ -70,25 +68,20 @@ std::vector<DisturbedCase> casesOf(const std::set<std::string>& places) {
 
 }  // namespace
 
-void sweepStarvation(const SweepOptions& options, const rehearsal::Scenario& scenario,
-                     const std::string& daemon, const rehearsal::Workplace& workplace,
-                     rehearsal::Interruption& interruption, CaseLog& log) {
+void sweepStarvation(const SweepTask& task) {
   const auto place = std::filesystem::path(kPlace) / kAllocator;
-  SweptMachine machine({.scenario = scenario,
-                        .fileSystem = options.fileSystem,
-                        .daemon = daemon,
+  SweptMachine machine({.scenario = task.scenario,
+                        .fileSystem = task.options.fileSystem,
+                        .daemon = task.daemon,
                         .files = {{place, readAllocator()}}},
-                       workplace, interruption);
-  DisturbedCases cases(machine, log, "starve " + nameOf(options.fileSystem) + ' ' + scenario.name);
+                       task.workplace, task.interruption);
+  DisturbedCases cases(machine, task.log, task.seriesOf("starve"));
   cases.learn();
   const StartEnd counted =
       cases.learn({.atStop = nullptr, .calls = {}, .environment = environmentFor("count")});
   const std::vector<DisturbedCase> all = casesOf(placesOf(counted.log));
   std::printf("%s: memory is allocated at %zu places\n", cases.series().c_str(), all.size() / 2);
-  for (const std::size_t number : chooseCases(options, all.size())) {
-    interruption.check();
-    cases.tryCase(all[number - 1]);
-  }
+  task.eachCase(all.size(), [&](std::size_t number) { cases.tryCase(all[number - 1]); });
   cases.printTable();
 }
 

@@ -1,10 +1,8 @@
-#include "sweep/tool_sweep.h"
-
 #include "rehearsal/base_system.h"
 #include "rehearsal/files.h"
-#include "rehearsal/interruption.h"
 #include "rehearsal/problem.h"
 #include "sweep/case_run.h"
+#include "sweep/sweeps.h"
 
 #include <array>
 #include <cstdio>
@@ -18,13 +16,9 @@ struct BadTool {
   const char* name;
   const char* before;
   const char* after;
-  std::uint64_t mostMemory = kMostMemory;
   // What the log has to say of it.
   const char* told = "";
 };
-
-// 64 MiB of output are kept, and lie in memory seven times while they are logged as one line.
-constexpr std::uint64_t kMemoryOfOutput = std::uint64_t{8} * 64 * 1024;
 
 constexpr std::array kTools{
     BadTool{"writes what is no text", "head -c 1000000 /dev/urandom\n", ""},
@@ -55,12 +49,11 @@ constexpr std::array kTools{
     BadTool{"opens a hundred processes",
             "i=0; while [ $i -lt 100 ]; do sleep 0.3 & i=$((i+1)); done\n", ""},
     // What takes long stands at the end.
-    BadTool{"writes 1 GiB", "yes | head -c 1073741824\n", "", kMemoryOfOutput},
-    BadTool{"writes 1 GiB without a line end", "head -c 1073741824 /dev/zero | tr '\\0' x\n", "",
-            kMemoryOfOutput},
+    BadTool{"writes 1 GiB", "yes | head -c 1073741824\n", ""},
+    BadTool{"writes 1 GiB without a line end", "head -c 1073741824 /dev/zero | tr '\\0' x\n", ""},
     BadTool{"floods the progress pipe with 2 GiB", "yes 50 | head -c 2147483648 >\"${10}\"\n", ""},
     BadTool{"floods it without a line end", "head -c 536870912 /dev/zero >\"${10}\"\n", ""},
-    BadTool{"takes 25 seconds", "sleep 25\n", "", kMostMemory, "Waiting for loam_migrator ("}};
+    BadTool{"takes 25 seconds", "sleep 25\n", "", "Waiting for loam_migrator ("}};
 
 std::string scriptOf(const BadTool& tool) {
   return std::string("#!/bin/sh\n") + tool.before + SweptMachine::migratorReports() + tool.after;
@@ -73,7 +66,7 @@ class ToolSweep {
 
   void tryTool(std::size_t number) {
     const BadTool& tool = kTools.at(number - 1);
-    CaseRun run(_machine, tool.mostMemory);
+    CaseRun run(_machine);
     try {
       _machine.putBack();
       _machine.setMigrator(scriptOf(tool));
@@ -106,19 +99,13 @@ class ToolSweep {
 
 }  // namespace
 
-void sweepTools(const SweepOptions& options, const rehearsal::Scenario& scenario,
-                const std::string& daemon, const rehearsal::Workplace& workplace,
-                rehearsal::Interruption& interruption, CaseLog& log) {
-  SweptMachine machine({.scenario = scenario, .fileSystem = options.fileSystem, .daemon = daemon},
-                       workplace, interruption);
-  const std::string series = "tools " + nameOf(options.fileSystem) + ' ' + scenario.name;
-  ToolSweep sweep(machine, log, series);
-  for (const std::size_t number : chooseCases(options, kTools.size())) {
-    if (!log.isDone(series, number)) {
-      interruption.check();
-      sweep.tryTool(number);
-    }
-  }
+void sweepTools(const SweepTask& task) {
+  SweptMachine machine(
+      {.scenario = task.scenario, .fileSystem = task.options.fileSystem, .daemon = task.daemon},
+      task.workplace, task.interruption);
+  const std::string series = task.seriesOf("tools");
+  ToolSweep sweep(machine, task.log, series);
+  task.eachOpenCase(series, kTools.size(), [&](std::size_t number) { sweep.tryTool(number); });
 }
 
 }  // namespace marrow::sweep

@@ -1,9 +1,8 @@
-#include "sweep/watched_sweep.h"
-
 #include "rehearsal/file_systems.h"
 #include "rehearsal/interruption.h"
 #include "rehearsal/loop_device.h"
 #include "rehearsal/problem.h"
+#include "sweep/sweeps.h"
 #include "sweep/tree_watch.h"
 
 #include <cstdio>
@@ -118,26 +117,26 @@ class WatchedRuns {
 
 }  // namespace
 
-void sweepWatched(const SweepOptions& options, const rehearsal::Scenario& scenario,
-                  const std::string& daemon, const rehearsal::Workplace& workplace,
-                  rehearsal::Interruption& interruption, CaseLog& log) {
-  const TreeSize size{.files = options.files, .bytes = options.files * kBytesOfFile};
-  SweptMachine machine(
-      {.scenario = scenario, .fileSystem = options.fileSystem, .daemon = daemon, .treeSize = size},
-      workplace, interruption);
-  const std::string series = "watched " + nameOf(options.fileSystem) + ' ' + scenario.name;
-  WatchedRuns runs(machine, size, planTrees(machine, size, workplace.folder("planting")));
+void sweepWatched(const SweepTask& task) {
+  const TreeSize size{.files = task.options.files, .bytes = task.options.files * kBytesOfFile};
+  SweptMachine machine({.scenario = task.scenario,
+                        .fileSystem = task.options.fileSystem,
+                        .daemon = task.daemon,
+                        .treeSize = size},
+                       task.workplace, task.interruption);
+  const std::string series = task.seriesOf("watched");
+  WatchedRuns runs(machine, size, planTrees(machine, size, task.workplace.folder("planting")));
   std::uint64_t looks = 0;
   int idle = 0;
-  for (std::size_t number = 1; looks < options.looks && idle < kMostIdleRuns; ++number) {
-    interruption.check();
+  for (std::size_t number = 1; looks < task.options.looks && idle < kMostIdleRuns; ++number) {
+    task.interruption.check();
     const std::uint64_t more = runs.run();
     idle = more == 0 ? idle + 1 : 0;
     looks += more;
-    log.add(series, number, std::to_string(more) + " looks", runs.takeComplaints());
+    task.log.add(series, number, std::to_string(more) + " looks", runs.takeComplaints());
   }
-  log.add(series, 0, std::to_string(looks) + " looks of " + std::to_string(options.looks),
-          runs.judgeAll());
+  task.log.add(series, 0, std::to_string(looks) + " looks of " + std::to_string(task.options.looks),
+               runs.judgeAll());
   runs.tell();
 }
 
