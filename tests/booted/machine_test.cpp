@@ -35,6 +35,12 @@ TEST(BootedMachine, MapsAndEncryptsDevices) {
   EXPECT_EQ(::access("/sys/module/dm_crypt", F_OK), 0);
 }
 
+TEST(BootedMachine, HasTheVariablesOfItsFirmware) {
+  EXPECT_EQ(
+      ::access("/sys/firmware/efi/efivars/SecureBoot-8be4df61-93ca-11d2-aa0d-00e098032b8c", R_OK),
+      0);
+}
+
 TEST(BootedMachine, MakesLoopDevices) { EXPECT_EQ(::access("/dev/loop-control", R_OK | W_OK), 0); }
 
 TEST(BootedMachine, KnowsTheFileSystemsOfAVolume) {
