@@ -110,12 +110,16 @@ std::vector<Scenario> baseSystemScenarios() {
                              "The splash shows how far the upgrade is; all is done.");
   splash.onlyOn = Stage::kVirtualMachine;
   splash.bootSplash = true;
+  Scenario locks = describe("locks-held", "The base system has a system bus and logind.",
+                            "The machine may not sleep until the end; all is done.");
+  locks.onlyOn = Stage::kVirtualMachine;
+  locks.systemBus = true;
   Scenario mounts =
       describe("mounts-tried", "Another service tries to mount the data volume meanwhile.",
                "Each try is refused, and told of with the process that tried; all is done.");
   mounts.onlyOn = Stage::kVirtualMachine;
   mounts.mountsTried = true;
-  return {splash, mounts};
+  return {splash, locks, mounts};
 }
 
 std::vector<Scenario> endScenarios() {

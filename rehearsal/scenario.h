@@ -45,6 +45,8 @@ struct Scenario {
   bool encryptedData = false;
   // The base system has a boot splash, plymouth.
   bool bootSplash = false;
+  // The base system has a system bus and logind.
+  bool systemBus = false;
   // While the migrator runs, somebody else tries to mount the data volume.
   bool mountsTried = false;
   bool rebootRefused = false;

@@ -1,6 +1,6 @@
 #include "rehearsal/vm/observer.h"
 
-#include "rehearsal/files.h"
+#include "rehearsal/vm/watcher.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -21,8 +21,7 @@ constexpr Use kBounds{.threads = 8, .descriptors = 40, .resident = 16 * 1024};
 constexpr const char* kMark = "observer:";
 constexpr const char* kLine = "observer: threads %u descriptors %u resident %u";
 
-constexpr const char* kProgram = R"(#!/bin/sh
-daemon() {
+constexpr const char* kProgram = R"(daemon() {
   for folder in /proc/[0-9]*; do
     read -r name <"$folder/comm" && [ "$name" = marrowd ] && return
   done 2>/dev/null
@@ -52,10 +51,6 @@ while look; do
   sleep 0.05
 done 2>/dev/null
 )";
-
-constexpr const char* kUnit =
-    "[Unit]\nDefaultDependencies=no\n[Service]\nExecStart=/usr/lib/marrow/observer\n";
-constexpr const char* kWish = "[Unit]\nWants=marrow-observer.service\n";
 
 std::optional<Use> useIn(const std::string& line) {
   const std::size_t place = line.find(kMark);
@@ -99,10 +94,7 @@ std::string textOf(const Use& use) {
 }  // namespace
 
 void installObserver(const std::filesystem::path& root) {
-  const auto units = root / "etc/systemd/system";
-  writeFile(root / "usr/lib/marrow/observer", kProgram, 0755);
-  writeFile(units / "marrow-observer.service", kUnit);
-  writeFile(units / "marrowd.service.d/observer.conf", kWish);
+  installWatcher(root, "observer", kProgram);
 }
 
 Row rowOfUse(const std::vector<VmBoot>& boots) {

@@ -8,6 +8,7 @@
 #include "rehearsal/vm/data_key.h"
 #include "rehearsal/vm/disk_image.h"
 #include "rehearsal/vm/intruder.h"
+#include "rehearsal/vm/lock_watch.h"
 #include "rehearsal/vm/observer.h"
 #include "rehearsal/vm/scratch_folder.h"
 
@@ -35,6 +36,9 @@ void installScenario(const std::filesystem::path& root, const BootDisk& disk,
   }
   if (scenario.bootSplash) {
     installBootSplash(root);
+  }
+  if (scenario.systemBus) {
+    installLockWatch(root);
   }
   if (const auto data = disk.partitionOf(partition_type::kData); scenario.mountsTried && data) {
     system.beforeMigrator = installIntruder(root, "/dev/vda" + std::to_string(*data));

@@ -5,8 +5,12 @@
 namespace marrow::rehearsal {
 namespace {
 
-constexpr const char* kBaseSystemImage = "base-system.img";
-constexpr const char* kSplashSystemImage = "splash-system.img";
+std::string baseSystemFor(const Scenario& scenario) {
+  if (scenario.bootSplash) {
+    return "splash-system.img";
+  }
+  return scenario.systemBus ? "bus-system.img" : "base-system.img";
+}
 
 void require(const std::filesystem::path& file, const std::string& remedy) {
   if (!std::filesystem::is_regular_file(file)) {
@@ -20,10 +24,10 @@ std::filesystem::path besideTheBuild() {
 
 }  // namespace
 
-VmParts findVmParts(const std::filesystem::path& folder, bool withBootSplash) {
+VmParts findVmParts(const std::filesystem::path& folder, const Scenario& scenario) {
   const auto place = folder.empty() ? besideTheBuild() : std::filesystem::canonical(folder);
   VmParts parts{.kernel = place / "vmlinuz",
-                .baseSystem = place / (withBootSplash ? kSplashSystemImage : kBaseSystemImage),
+                .baseSystem = place / baseSystemFor(scenario),
                 .agentSystem = place / "agent-system.img"};
   for (const auto& file : {parts.kernel, parts.baseSystem, parts.agentSystem}) {
     require(file, "make it with `tools/vm-parts " + file.stem().string() + "`");

@@ -1,6 +1,8 @@
 // What a virtual machine is put together from, as tools/vm-parts leaves it.
 #pragma once
 
+#include "rehearsal/scenario.h"
+
 #include <filesystem>
 #include <string>
 
@@ -16,8 +18,9 @@ struct VmParts {
   std::filesystem::path firmwareVariables = "/usr/share/OVMF/OVMF_VARS_4M.fd";
 };
 
-// In that folder, or in vm/ beside the folder of this program, with either base system. Throws the
-// Problem that says how to make what is missing, or which package brings it.
-VmParts findVmParts(const std::filesystem::path& folder, bool withBootSplash = false);
+// In that folder, or in vm/ beside the folder of this program, with the base system that the
+// scenario needs. Throws the Problem that says how to make what is missing, or which package brings
+// it.
+VmParts findVmParts(const std::filesystem::path& folder, const Scenario& scenario);
 
 }  // namespace marrow::rehearsal

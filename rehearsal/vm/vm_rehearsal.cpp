@@ -50,7 +50,8 @@ void copyTo(const std::filesystem::path& from, const std::filesystem::path& to) 
 
 void requireWhatVmNeeds(const Options& options) {
   const Scenario& scenario = scenarioNamed(options.scenario, Stage::kVirtualMachine);
-  if ((scenario.encryptedData || scenario.bootSplash || scenario.mountsTried) &&
+  if ((scenario.encryptedData || scenario.bootSplash || scenario.systemBus ||
+       scenario.mountsTried) &&
       options.init != "systemd") {
     throw Problem(scenario.name + " needs units of its own: not with --init bare.");
   }
@@ -72,7 +73,7 @@ VmRehearsal::VmRehearsal(const Options& options, Inputs inputs, ConsoleView& vie
       _view(view),
       _interruption(interruption),
       _seed(options.seed ? *options.seed : std::random_device()()),
-      _parts(findVmParts(options.parts, _scenario.bootSplash)),
+      _parts(findVmParts(options.parts, _scenario)),
       _accelerator(findAccelerator(_parts)) {}
 
 GuestPlan VmRehearsal::guestPlan() const {
@@ -161,6 +162,9 @@ std::vector<Row> VmRehearsal::rows(const std::vector<VmBoot>& boots) const {
   }
   if (_scenario.bootSplash) {
     all.push_back(rowOfSplash(boots));
+  }
+  if (_scenario.systemBus) {
+    all.push_back(rowOfLocks(boots));
   }
   if (_scenario.mountsTried) {
     all.push_back(rowOfIntruder(boots));

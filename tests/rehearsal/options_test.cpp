@@ -85,7 +85,7 @@ TEST(Scenarios, HaveNamesOfTheirOwnAndAreExplained) {
     }
   }
   EXPECT_EQ(scenariosOn(Stage::kNamespaces).size(), 15U);
-  EXPECT_EQ(scenariosOn(Stage::kVirtualMachine).size(), 18U);
+  EXPECT_EQ(scenariosOn(Stage::kVirtualMachine).size(), 19U);
 }
 
 TEST(Scenarios, ThatAStageCannotPlayAreUnknownThere) {
