@@ -1,6 +1,7 @@
 #include "rehearsal/vm/boot_splash.h"
 
 #include "rehearsal/files.h"
+#include "rehearsal/vm/watcher.h"
 
 #include <algorithm>
 #include <charconv>
@@ -13,7 +14,28 @@ namespace {
 constexpr const char* kSettings = "[Daemon]\nTheme=spinner\nDeviceTimeout=1\n";
 constexpr const char* kStart = "[Service]\nExecStartPre=/usr/bin/udevadm settle\n";
 
-// What plymouthd's debugging output says of each percentage.
+// Its debugging output is too much for a serial line, of which it loses what does not fit at once.
+constexpr const char* kDebuggingOutput = "/run/marrow-splash.log";
+
+// Hands on what is said of percentages. The output may end in the middle of a line for a moment.
+constexpr const char* kRelay = R"(
+until [ -e "$output" ]; do sleep 0.1; done
+exec <"$output"
+begun=
+while :; do
+  if read -r line; then
+    case $begun$line in
+      *'got system-update notification '*) echo "$begun$line" >/dev/ttyS1 ;;
+    esac
+    begun=
+  else
+    begun=$begun$line
+    sleep 0.02
+  fi
+done
+)";
+
+// What it says of each percentage.
 constexpr std::string_view kNotice = "got system-update notification ";
 
 constexpr const char* kAsTold = "as it was told";
@@ -46,13 +68,14 @@ std::string faultOf(const VmBoot& boot) {
 }  // namespace
 
 std::string bootSplashWords() {
-  return "splash plymouth.ignore-serial-consoles plymouth.debug=stream:/dev/ttyS1 "
-         "sysctl.kernel.printk=7";
+  return std::string("splash plymouth.ignore-serial-consoles sysctl.kernel.printk=7") +
+         " plymouth.debug=stream:" + kDebuggingOutput;
 }
 
 void installBootSplash(const std::filesystem::path& root) {
   writeFile(root / "etc/plymouth/plymouthd.conf", kSettings);
   writeFile(root / "etc/systemd/system/plymouth-start.service.d/settled.conf", kStart);
+  installWatcher(root, "splash-relay", std::string("output=") + kDebuggingOutput + kRelay);
 }
 
 std::optional<int> splashPercentageIn(const std::string& line) {

@@ -12,10 +12,11 @@
 namespace marrow::rehearsal {
 
 // For the kernel's command line. What the splash takes from the console comes by the kernel's log
-// instead; what it is told, it tells on the second serial line.
+// instead.
 std::string bootSplashWords();
 
-// Puts its settings below the root of what is laid over such a base system. Throws Problem.
+// Puts its settings, and a service that tells on the second serial line what it is told, below the
+// root of what is laid over such a base system. Throws Problem.
 void installBootSplash(const std::filesystem::path& root);
 
 // The percentage that the splash was told, by a line of its own; nothing when it is another line.
