@@ -52,7 +52,7 @@ std::string courseOf(const std::vector<std::string>& locks) {
   std::string last = "none";
   for (const std::string& now : locks) {
     if (now.size() < last.size() && last != "none") {
-      return last + ", then " + now;
+      return last.append(", then ").append(now);
     }
     last = now;
   }
