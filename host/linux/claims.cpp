@@ -56,10 +56,21 @@ void Claims::report(const Claim& claim, int errorNumber) {
     _log.log(LogLevel::error,
              "Cannot claim " + claim.device.name + ": " + errorNumberText(errorNumber));
   }
+  if (errorNumber != 0) {
+    for (const auto& [owner, look] : _watchers) {
+      look();
+    }
+  }
+}
+
+void Claims::watch(Owner owner, std::function<void()> look) {
+  const std::lock_guard lock(_mutex);
+  _watchers.insert_or_assign(owner, std::move(look));
 }
 
 void Claims::giveBack(Owner owner) {
   const std::lock_guard lock(_mutex);
+  _watchers.erase(owner);
   for (auto at = _claims.begin(); at != _claims.end();) {
     const bool last = at->second.owners.erase(owner) != 0 && at->second.owners.empty();
     at = last ? _claims.erase(at) : std::next(at);

@@ -9,6 +9,7 @@
 #include "host/log.h"
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -48,6 +49,10 @@ class Claims {
 
   // Who refuses the first device refuses the other one too, which has just come to stand on it.
   void refuseAlso(const BlockDevice& device, const BlockDevice& above);
+
+  // From now until the owner gives back, `look` is called whenever a claim is found to be in use:
+  // somebody has to try again. On any thread, under the table's mutex.
+  void watch(Owner owner, std::function<void()> look);
 
   // Gives back what nobody else refuses.
   void giveBack(Owner owner);
@@ -99,7 +104,8 @@ class Claims {
   const BlockDevices& _devices;
   LogHandle& _log;
   mutable std::mutex _mutex;
-  std::map<std::string, Claim> _claims;  // by name, under _mutex
+  std::map<std::string, Claim> _claims;              // by name, under _mutex
+  std::map<Owner, std::function<void()>> _watchers;  // under _mutex
 };
 
 }  // namespace marrow

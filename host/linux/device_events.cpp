@@ -28,6 +28,10 @@ DeviceEvents::DeviceEvents(const std::string& procfs, LogHandle& log)
 DeviceEvents::~DeviceEvents() { stop(); }
 
 void DeviceEvents::open() {
+  _wake = Descriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  if (!_wake) {
+    _log.log(LogLevel::error, "Devices are not watched: " + errorNumberText(errno));
+  }
   if (!_kernelEvents.open()) {
     _log.log(LogLevel::error,
              "Devices that appear later will not be seen: " + errorNumberText(errno));
@@ -41,23 +45,25 @@ void DeviceEvents::open() {
 
 void DeviceEvents::start(Listener listener) {
   _listener = std::move(listener);
-  _stop = Descriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-  if (!_stop) {
-    _log.log(LogLevel::error, "Devices are not watched: " + errorNumberText(errno));
+  if (!_wake) {
     return;
   }
+  _ending = false;
   _thread = std::thread([this] { run(); });
   ::pthread_setname_np(_thread.native_handle(), "marrow-devices");
 }
 
 void DeviceEvents::stop() {
   if (_thread.joinable()) {
-    ::eventfd_write(_stop.number(), 1);
+    _ending = true;
+    lookAgain();
     _thread.join();
   }
   _kernelEvents = KernelEvents();
   _mounts.reset();
 }
+
+void DeviceEvents::lookAgain() const { ::eventfd_write(_wake.number(), 1); }
 
 // A device that leaves the mount table is free only when its file system has been closed, and no
 // event tells of that; neither does one tell of an unmount in another namespace. Only for as long
@@ -76,17 +82,19 @@ void DeviceEvents::run() {
 bool DeviceEvents::wait(int milliseconds, bool& changed) {
   // The mount table reports a change as an exceptional condition (proc(5)).
   std::array<pollfd, 4> events = {
-      pollfd{_stop.number(), POLLIN, 0}, pollfd{_kernelEvents.descriptor(), POLLIN, 0},
+      pollfd{_wake.number(), POLLIN, 0}, pollfd{_kernelEvents.descriptor(), POLLIN, 0},
       pollfd{_mounts.number(), POLLPRI, 0}, pollfd{_listener.reports, POLLIN, 0}};
   if (::poll(events.data(), events.size(), milliseconds) < 0) {
     return errno == EINTR;
   }
+  eventfd_t asked = 0;
+  const bool isAsked = events[0].revents != 0 && ::eventfd_read(_wake.number(), &asked) == 0;
   const bool devices = events[1].revents != 0 && tellOfDevices();
-  changed = devices || events[2].revents != 0;
+  changed = isAsked || devices || events[2].revents != 0;
   if (events[3].revents != 0) {
     _listener.readReports();
   }
-  return events[0].revents == 0;
+  return !_ending;
 }
 
 bool DeviceEvents::tellOfDevices() {

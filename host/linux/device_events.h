@@ -6,6 +6,7 @@
 #include "host/linux/kernel_events.h"
 #include "host/log.h"
 
+#include <atomic>
 #include <functional>
 #include <string>
 #include <thread>
@@ -18,8 +19,8 @@ class DeviceEvents {
   struct Listener {
     std::function<void(const BlockDeviceEvent&)> deviceChanged;
 
-    // At the start, after a change of devices or mounts, and again, after pauses that grow from a
-    // millisecond to a second, for as long as it returns true.
+    // At the start, after a change of devices or mounts, when it is asked for, and again, after
+    // pauses that grow from a millisecond to a second, for as long as it returns true.
     std::function<bool()> lookAgain;
 
     // When this descriptor of the caller's can be read; none is -1.
@@ -36,6 +37,9 @@ class DeviceEvents {
   void open();
   void start(Listener listener);
 
+  // Has the listener look again. Any thread, between open() and stop().
+  void lookAgain() const;
+
   // Returns when no call of the listener is running and none will come. Not on the thread itself.
   void stop();
 
@@ -49,7 +53,8 @@ class DeviceEvents {
   Listener _listener;
   KernelEvents _kernelEvents;
   Descriptor _mounts;
-  Descriptor _stop;
+  Descriptor _wake;
+  std::atomic<bool> _ending = false;
   std::thread _thread;
 };
 

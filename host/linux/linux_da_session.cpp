@@ -52,6 +52,7 @@ void LinuxDASession::setQueue(std::shared_ptr<SerialTaskQueue> queue) {
 // between.
 void LinuxDASession::schedule() {
   _events.open();
+  _services.claims.watch(this, [this] { _events.lookAgain(); });
   openGate();
   _queue->sync([this] { askAboutAll(); });
   _gate.setListener([this](const MountAttempt& attempt) { mountAttempted(attempt); });

@@ -140,6 +140,25 @@ TEST_F(Claims, CoverPartitionsThatAppearLater) {
   EXPECT_EQ(tryMount(disk.partitionNode(1)), EBUSY);
 }
 
+// Nothing tells that the program lets go, and the last event came before it was asked about.
+TEST_F(Claims, CoverAPartitionThatAProgramHasWhenItAppears) {
+  const LoopDisk disk({{kDataType, randomUUID(), "ext4"}});
+  const auto node = disk.partitionNode(1);
+  for (int round = 0; round < 5; ++round) {
+    disk.removePartitions();
+    const auto session = refuse({disk.name()});
+    std::promise<void> goOn;
+    queue->async([busy = goOn.get_future().share()] { busy.wait(); });
+    disk.addPartitions();
+    Descriptor program(::open(node.c_str(), O_RDONLY | O_EXCL | O_CLOEXEC));
+    ASSERT_TRUE(program);
+    goOn.set_value();
+    queue->sync([] {});
+    program.reset();
+    EXPECT_TRUE(waitUntil([&] { return openExclusively(node) == EBUSY; }));
+  }
+}
+
 TEST_F(Claims, CoverALoopDeviceThatAppearsOverARefusedNode) {
   const LoopDisk disk({{kDataType, randomUUID(), "ext4"}});
   auto session = refuse({disk.name()});

@@ -57,7 +57,9 @@ class DiskThatComesLate : public LinuxDiskTest, public testing::WithParamInterfa
   void expectClaimed() {
     for (const unsigned number : {1U, 2U}) {
       const auto node = late.partitionNode(number);
-      EXPECT_TRUE(waitUntil([&] { return openExclusively(node) == EBUSY; })) << node;
+      EXPECT_TRUE(waitUntil([&] { return openExclusively(node) == EBUSY; }))
+          << node << "\n"
+          << testing::PrintToString(log.all(""));
     }
     EXPECT_EQ(tryMount(late.partitionNode(2)), EBUSY);
   }
