@@ -22,9 +22,10 @@ target_compile_options(marrow_options INTERFACE -fmacro-prefix-map=${PROJECT_SOU
 target_compile_definitions(marrow_options INTERFACE
   $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
 
+# A checker's report needs no more of the debugging information than names and lines.
 if(MARROW_SANITIZE)
   add_compile_options(-fsanitize=${MARROW_SANITIZE} -fno-omit-frame-pointer
-    -fno-sanitize-recover=all)
+    -fno-sanitize-recover=all -g1)
   add_link_options(-fsanitize=${MARROW_SANITIZE})
 endif()
 if(MARROW_COVERAGE)
