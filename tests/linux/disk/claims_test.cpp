@@ -217,11 +217,18 @@ TEST_F(Claims, CoverPartitionsThatAppearOnALoopDeviceOverTheDisk) {
   const LoopDisk disk({{kDataType, randomUUID(), "ext4"}, {kUpdateType, "u", "ext4"}});
   auto session = refuse({disk.name()});
   const LoopDevice loop(disk.node());
-  ASSERT_TRUE(waitUntil([&] { return log.has(loop.name() + " stands on a refused device"); }));
-  addPartitionsOf(loop);
+  // A kernel that finds partitions by itself shows them before the loop device was asked about.
+  if (std::filesystem::exists(loop.node() + "p1")) {
+    for (const char* number : {"p1", "p2"}) {
+      EXPECT_TRUE(waitUntil([&] { return openExclusively(loop.node() + number) == EBUSY; }));
+    }
+  } else {
+    ASSERT_TRUE(waitUntil([&] { return log.has(loop.name() + " stands on a refused device"); }));
+    addPartitionsOf(loop);
+    EXPECT_FALSE(log.has(loop.name() + "p1"));
+  }
   EXPECT_EQ(tryMount(loop.node() + "p1"), EBUSY);
   EXPECT_EQ(tryMount(loop.node() + "p2"), EBUSY);
-  EXPECT_FALSE(log.has(loop.name() + "p1"));
   session.reset();
   removePartitionsOf(loop);
 }
