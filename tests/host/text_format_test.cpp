@@ -103,6 +103,22 @@ TEST(TextFormat, EachConversionAcceptsItsOwnKindOnly) {
 // What a format is checked against; a wrong pair does not compile.
 static_assert(argumentKind<std::string>() == ArgumentKind::text);
 static_assert(argumentKind<const char*>() == ArgumentKind::text);
+TEST(TextFormat, ALongTextThatIsMovedInAndHasRoomIsNotCopied) {
+  std::optional<std::string> text(std::in_place, 1000, 'x');
+  text->reserve(2000);
+  const char* const place = text->data();
+  const std::string line = formatText("Output: %@", std::move(text));
+  EXPECT_EQ(line, "Output: " + std::string(1000, 'x'));
+  EXPECT_EQ(line.data(), place);
+}
+
+TEST(TextFormat, ATextThatIsNotMovedInStaysAsItWas) {
+  std::string text(1000, 'x');
+  text.reserve(2000);
+  formatText("Output: %@, %s", text, text);
+  EXPECT_EQ(text, std::string(1000, 'x'));
+}
+
 static_assert(argumentKind<char[4]>() == ArgumentKind::text);
 static_assert(argumentKind<int>() == ArgumentKind::signed32);
 static_assert(argumentKind<const int&>() == ArgumentKind::signed32);

@@ -38,6 +38,18 @@ TEST_P(FilesContract, AppendsAtTheEnd) {
   EXPECT_EQ(get(world->at("file")), "one two");
 }
 
+TEST_P(FilesContract, WritesPiecesAsOneText) {
+  put(world->at("file"), "one");
+  Files& files = world->files();
+  const int file = files.open(world->at("file"), OpenFlags::writeOnly | OpenFlags::append);
+  const std::array<std::string_view, 4> pieces{" two", "", " three", "\n"};
+  EXPECT_EQ(files.write(file, pieces), 11);
+  EXPECT_EQ(files.close(file), 0);
+  EXPECT_EQ(get(world->at("file")), "one two three\n");
+  EXPECT_EQ(files.write(-1, pieces), -1);
+  EXPECT_EQ(errno, EBADF);
+}
+
 TEST_P(FilesContract, ReadsAtMostAsMuchAsTheBufferHolds) {
   put(world->at("file"), "abcdef");
   Files& files = world->files();

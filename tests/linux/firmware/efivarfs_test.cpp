@@ -1,5 +1,6 @@
 // The variables of a real firmware, by the kernel's own file system: what it takes, it keeps whole,
 // and what it refuses changes nothing.
+#include "host/linux/descriptor.h"
 #include "host/linux/efi_variable_store.h"
 #include "tests/linux/firmware/recorded_log.h"
 
@@ -76,15 +77,14 @@ TEST_F(EfivarfsTest, AValueIsWrittenReadChangedAndDeleted) {
 // The kernel guards what it does not know (Documentation/filesystems/efivarfs.rst).
 TEST_F(EfivarfsTest, AVariableThatTheKernelMadeImmutableIsChangedAndIsImmutableAgain) {
   ASSERT_EQ(store.write(kVariable, "old"), 0);
-  const int file = ::open(pathOf(kVariable).c_str(), O_RDONLY | O_CLOEXEC);
+  const Descriptor file(::open(pathOf(kVariable).c_str(), O_RDONLY | O_CLOEXEC));
   int flags = FS_IMMUTABLE_FL;
-  ASSERT_EQ(::ioctl(file, FS_IOC_SETFLAGS, &flags), 0);
+  ASSERT_EQ(::ioctl(file.number(), FS_IOC_SETFLAGS, &flags), 0);
   EXPECT_EQ(store.write(kVariable, "new"), 0);
   EXPECT_EQ(store.read(kVariable), "new");
   flags = 0;
-  EXPECT_EQ(::ioctl(file, FS_IOC_GETFLAGS, &flags), 0);
+  EXPECT_EQ(::ioctl(file.number(), FS_IOC_GETFLAGS, &flags), 0);
   EXPECT_EQ(flags & FS_IMMUTABLE_FL, FS_IMMUTABLE_FL);
-  ::close(file);
 }
 
 TEST_F(EfivarfsTest, ALargeValueIsKeptWholeAndOneTooLargeFailsWhole) {
