@@ -16,14 +16,14 @@ RemovalHelper::~RemovalHelper() {
   }
 }
 
-bool RemovalHelper::take(std::shared_ptr<DIR> folder, const std::string& name) {
+bool RemovalHelper::share(std::shared_ptr<Descriptor> folder, std::shared_ptr<SharedNames> names) {
   {
     const std::lock_guard lock(_mutex);
     if (_busy || !start()) {
       return false;
     }
     _folder = std::move(folder);
-    _name = name;
+    _names = std::move(names);
     _busy = true;
   }
   _changed.notify_all();
@@ -56,13 +56,23 @@ void RemovalHelper::run() {
       return;
     }
     lock.unlock();
-    const int error = _remove(::dirfd(_folder.get()), _name);
+    const int error = removeShared();
     _folder.reset();
+    _names.reset();
     lock.lock();
     _error = _error == 0 ? error : _error;
     _busy = false;
     _changed.notify_all();
   }
+}
+
+int RemovalHelper::removeShared() const {
+  int first = 0;
+  while (const auto name = _names->take()) {
+    const int error = _remove(_folder->number(), *name);
+    first = first == 0 ? error : first;
+  }
+  return first;
 }
 
 }  // namespace marrow

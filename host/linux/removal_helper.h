@@ -1,8 +1,10 @@
 // A second thread that removes folders of a tree while the first goes on beside it.
 #pragma once
 
+#include "host/linux/descriptor.h"
+#include "host/linux/shared_names.h"
+
 #include <condition_variable>
-#include <dirent.h>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -11,8 +13,8 @@
 
 namespace marrow {
 
-// One folder at a time. For one thread, the one that hands folders over. The helper's own thread is
-// started with the first of them.
+// For one thread, the one that shares its work. The helper's own thread is started with the first
+// that it is given.
 class RemovalHelper {
  public:
   // Removes the folder of this name in the folder that is open; 0, or the errno of what stayed.
@@ -24,23 +26,24 @@ class RemovalHelper {
   RemovalHelper(const RemovalHelper&) = delete;
   RemovalHelper& operator=(const RemovalHelper&) = delete;
 
-  // The open folder is kept until what is in it under this name is removed. False when it has
-  // something to do already, or when there is no thread to be had: the folder of this name is then
-  // still the caller's to remove.
-  bool take(std::shared_ptr<DIR> folder, const std::string& name);
+  // Removes what it gets of these names in the open folder, while the caller takes from them too.
+  // The folder is kept open until then. False when it has something to do already, or when there is
+  // no thread to be had.
+  bool share(std::shared_ptr<Descriptor> folder, std::shared_ptr<SharedNames> names);
 
-  // Until everything that was taken is done. 0, or the first errno since the last call.
+  // Until all that it took is removed. 0, or the first errno since the last call.
   int wait();
 
  private:
   bool start();
   void run();
+  int removeShared() const;
 
   const Remove _remove;
   std::mutex _mutex;
   std::condition_variable _changed;
-  std::shared_ptr<DIR> _folder;  // of what is to be done
-  std::string _name;
+  std::shared_ptr<Descriptor> _folder;  // this one and the names: of what is to be done
+  std::shared_ptr<SharedNames> _names;
   bool _busy = false;
   bool _ending = false;
   int _error = 0;

@@ -8,6 +8,7 @@ set(MARROW_LINUX_SYSTEM_SOURCES
   directory_entry.cpp
   file_metadata.cpp
   file_move.cpp
+  folder_listing.cpp
   journal_entry.cpp
   journal_fields.cpp
   journal_socket.cpp
@@ -50,6 +51,7 @@ set(MARROW_LINUX_SYSTEM_HEADERS
   errno_keeper.h
   file_metadata.h
   file_move.h
+  folder_listing.h
   journal_entry.h
   journal_fields.h
   journal_socket.h
@@ -76,6 +78,7 @@ set(MARROW_LINUX_SYSTEM_HEADERS
   retry.h
   sealed_memory.h
   service_notification.h
+  shared_names.h
   socket_address.h
   staged_file.h
   strict_open.h

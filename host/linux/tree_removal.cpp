@@ -1,17 +1,18 @@
 #include "host/linux/tree_removal.h"
 
+#include "host/linux/descriptor.h"
 #include "host/linux/directory_entry.h"
+#include "host/linux/folder_listing.h"
 #include "host/linux/removal_helper.h"
 #include "host/linux/retry.h"
+#include "host/linux/shared_names.h"
 
 #include <cerrno>
 #include <cstdint>
-#include <dirent.h>
 #include <fcntl.h>
 #include <linux/magic.h>
 #include <linux/openat2.h>
 #include <memory>
-#include <string_view>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/vfs.h>
@@ -28,9 +29,6 @@ namespace {
 // way back.
 constexpr std::size_t kOpenLevels = 6;
 
-// The helper keeps the one open that it works in.
-using Stream = std::shared_ptr<DIR>;
-
 // Which directory it is, of all that exist at one time.
 struct Identity {
   dev_t device = 0;
@@ -40,10 +38,10 @@ struct Identity {
 };
 
 struct Level {
-  std::string name;                  // in the level above
-  Stream stream;                     // closed while the walk is far below
-  Identity identity;                 // known while the stream is closed
-  std::vector<std::string> folders;  // still to be removed
+  std::string name;                      // in the level above
+  std::shared_ptr<Descriptor> folder;    // none while the walk is far below
+  Identity identity;                     // known while there is no folder
+  std::shared_ptr<SharedNames> folders;  // still to be removed
 };
 
 bool identify(int directory, Identity& identity) {
@@ -55,32 +53,15 @@ bool identify(int directory, Identity& identity) {
   return true;
 }
 
-// openat2(2). Among its rules, RESOLVE_NO_XDEV is that no mount is entered: then EXDEV.
-int openFolder(int folder, const char* name, std::uint64_t rules) {
+// Nothing, with errno set, when it cannot be opened. Of openat2(2)'s rules, RESOLVE_NO_XDEV is that
+// no mount is entered: then EXDEV.
+std::shared_ptr<Descriptor> openFolder(int parent, const char* name, std::uint64_t rules) {
   open_how how{};
   how.flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
   how.resolve = rules;
-  return static_cast<int>(
-      retryInterrupted([&] { return ::syscall(SYS_openat2, folder, name, &how, sizeof how); }));
-}
-
-Stream openStream(int folder, const char* name, std::uint64_t rules) {
-  Descriptor opened(openFolder(folder, name, rules));
-  DIR* const stream = opened ? ::fdopendir(opened.number()) : nullptr;
-  if (stream == nullptr) {
-    return nullptr;
-  }
-  opened.release();
-  return {stream, ::closedir};
-}
-
-// Some file systems do not tell in the listing what an entry is (readdir(3)).
-bool isDirectory(int folder, const dirent& entry) {
-  struct stat status {};
-  return entry.d_type == DT_DIR ||
-         (entry.d_type == DT_UNKNOWN &&
-          ::fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-          S_ISDIR(status.st_mode));
+  Descriptor opened(static_cast<int>(
+      retryInterrupted([&] { return ::syscall(SYS_openat2, parent, name, &how, sizeof how); })));
+  return opened ? std::make_shared<Descriptor>(std::move(opened)) : nullptr;
 }
 
 class Removal {
@@ -91,19 +72,19 @@ class Removal {
   int run(const std::string& name);
 
  private:
-  void enter(int folder, std::string name);
-  void enterNext();
-  bool giveAway(const Level& level, const std::string& name);
+  void enter(int parent, std::string name);
+  void enterNext(std::string name);
+  void share(const Level& level);
   void empty(Level& level);
   void leave();
   static void close(Level& level);
   bool reopen(Level& level, const Level& below);
-  void remove(int folder, const std::string& name, int flags);
+  void remove(int parent, const std::string& name, int flags);
   void fail(int number);
 
   const int _parent;
   RemovalHelper* const _helper;
-  std::size_t _helped = 0;  // the level, counted from 1, whose folder the helper was given last
+  std::size_t _helped = 0;  // the level, counted from 1, that was shared last
   std::vector<Level> _levels;
   int _error = 0;
 };
@@ -111,37 +92,33 @@ class Removal {
 int Removal::run(const std::string& name) {
   enter(_parent, name);
   while (!_levels.empty()) {
-    if (_levels.back().folders.empty()) {
-      leave();
+    if (auto next = _levels.back().folders->take()) {
+      enterNext(std::move(*next));
     } else {
-      enterNext();
+      leave();
     }
   }
   return _error;
 }
 
-void Removal::enterNext() {
-  Level& level = _levels.back();
-  std::string next = std::move(level.folders.back());
-  level.folders.pop_back();
-  if (!giveAway(level, next)) {
-    enter(::dirfd(level.stream.get()), std::move(next));
+void Removal::enterNext(std::string name) {
+  const Level& level = _levels.back();
+  share(level);
+  enter(level.folder->number(), std::move(name));
+}
+
+// With one folder in it, which is taken already, there would be nothing to do but wait.
+void Removal::share(const Level& level) {
+  if (_helper != nullptr && !level.folders->areTaken() &&
+      _helper->share(level.folder, level.folders)) {
+    _helped = _levels.size();
   }
 }
 
-// The last folder is not worth it: there would be nothing to do but wait.
-bool Removal::giveAway(const Level& level, const std::string& name) {
-  if (_helper == nullptr || level.folders.empty() || !_helper->take(level.stream, name)) {
-    return false;
-  }
-  _helped = _levels.size();
-  return true;
-}
-
-void Removal::enter(int folder, std::string name) {
+void Removal::enter(int parent, std::string name) {
   Level level;
-  level.stream = openStream(folder, name.c_str(), RESOLVE_NO_XDEV);
-  if (!level.stream) {
+  level.folder = openFolder(parent, name.c_str(), RESOLVE_NO_XDEV);
+  if (!level.folder) {
     fail(errno == EXDEV ? EBUSY : errno);
     return;
   }
@@ -156,22 +133,12 @@ void Removal::enter(int folder, std::string name) {
 // Removes everything but folders. All names are read first: what a listing shows of a directory
 // that changes meanwhile is left open by readdir(3).
 void Removal::empty(Level& level) {
-  const int folder = ::dirfd(level.stream.get());
-  std::vector<std::string> files;
-  errno = 0;
-  while (const dirent* entry = ::readdir(level.stream.get())) {  // NOLINT(concurrency-mt-unsafe)
-    const std::string_view name = entry->d_name;
-    if (name != "." && name != "..") {
-      (isDirectory(folder, *entry) ? level.folders : files).emplace_back(name);
-    }
-    errno = 0;
+  FolderListing listing;
+  fail(listFolder(level.folder->number(), listing));
+  for (const std::string& name : listing.others) {
+    remove(level.folder->number(), name, 0);
   }
-  if (errno != 0) {
-    fail(errno);
-  }
-  for (const std::string& file : files) {
-    remove(folder, file, 0);
-  }
+  level.folders = std::make_shared<SharedNames>(std::move(listing.folders));
 }
 
 void Removal::leave() {
@@ -184,7 +151,7 @@ void Removal::leave() {
   if (_levels.empty()) {
     remove(_parent, emptied.name, AT_REMOVEDIR);
   } else if (reopen(_levels.back(), emptied)) {
-    remove(::dirfd(_levels.back().stream.get()), emptied.name, AT_REMOVEDIR);
+    remove(_levels.back().folder->number(), emptied.name, AT_REMOVEDIR);
   } else {
     fail(errno);
     _levels.clear();
@@ -193,27 +160,27 @@ void Removal::leave() {
 
 // One that cannot be recognised again stays open.
 void Removal::close(Level& level) {
-  if (identify(::dirfd(level.stream.get()), level.identity)) {
-    level.stream.reset();
+  if (identify(level.folder->number(), level.identity)) {
+    level.folder.reset();
   }
 }
 
 // Back up, unless the tree was moved meanwhile: what is above now is then no business of ours.
 bool Removal::reopen(Level& level, const Level& below) {
-  if (level.stream) {
+  if (level.folder) {
     return true;
   }
   Identity identity;
-  level.stream = openStream(::dirfd(below.stream.get()), "..", 0);
-  if (!level.stream || !identify(::dirfd(level.stream.get()), identity)) {
+  level.folder = openFolder(below.folder->number(), "..", 0);
+  if (!level.folder || !identify(level.folder->number(), identity)) {
     return false;
   }
   errno = ESTALE;
   return identity == level.identity;
 }
 
-void Removal::remove(int folder, const std::string& name, int flags) {
-  if (::unlinkat(folder, name.c_str(), flags) != 0) {
+void Removal::remove(int parent, const std::string& name, int flags) {
+  if (::unlinkat(parent, name.c_str(), flags) != 0) {
     fail(errno);
   }
 }
