@@ -125,7 +125,6 @@ TEST_F(SlowFlush, OfWhatIsStagedIsNamed) {
 
 class AwaitedProgram : public WaitWatchTest {
  protected:
-  // Runs a script whose first word of output is a process that has to be ended for the wait to end.
   void start(const std::string& script) {
     task = launcher.launch("/bin/sh", {"-c", script}, nullptr);
     ASSERT_NE(task, nullptr);
@@ -133,6 +132,12 @@ class AwaitedProgram : public WaitWatchTest {
       output = task->readOutputToEnd(nullptr).value();
       task->waitUntilExit();
     });
+  }
+  // Until the script has got to its `sayReady`.
+  void waitUntilReady() const {
+    while (!std::filesystem::exists(folder.at("ready"))) {
+      std::this_thread::sleep_for(1ms);
+    }
   }
   // The number that stands in the line of the log which has the pattern in front of it.
   pid_t numberBehind(const std::string& words) const {
@@ -152,6 +157,8 @@ class AwaitedProgram : public WaitWatchTest {
   }
   bool goesOn() const { return ended.wait_for(0s) == std::future_status::timeout; }
 
+  const ScratchFolder folder;
+  const std::string sayReady = ": >" + folder.at("ready") + "; ";
   LinuxTaskLauncher launcher{watch};
   std::unique_ptr<LaunchedTask> task;
   std::future<void> ended;
@@ -168,14 +175,15 @@ TEST_F(AwaitedProgram, ThatNeverEndsIsNamedUntilItIsEnded) {
 }
 
 TEST_F(AwaitedProgram, ThatIgnoresTerminationIsNamedUntilItIsKilled) {
-  start("trap '' TERM INT HUP QUIT; echo ready; while :; do sleep 0.1; done");
+  start("trap '' TERM INT HUP QUIT; echo all; " + sayReady + "while :; do sleep 0.1; done");
+  waitUntilReady();
   expectTold("^Waiting for sh \\([0-9]+\\) to end, for ");
   const pid_t process = numberBehind("Waiting for sh (");
   ::kill(process, SIGTERM);
   std::this_thread::sleep_for(50ms);
   EXPECT_TRUE(goesOn());
   kill(process);
-  EXPECT_EQ(output, "ready\n");
+  EXPECT_EQ(output, "all\n");
 }
 
 TEST_F(AwaitedProgram, ThatStopsItselfIsSaidToBeStopped) {
@@ -198,7 +206,8 @@ TEST_F(AwaitedProgram, ThatForksTwiceIsWaitedForByTheNameOfWhoIsLeft) {
 }
 
 TEST_F(AwaitedProgram, ThatClosesItsOutputIsWaitedForAllTheSame) {
-  start("echo all; exec >&- 2>&-; while :; do sleep 0.1; done");
+  start("echo all; exec >&- 2>&-; " + sayReady + "while :; do sleep 0.1; done");
+  waitUntilReady();
   expectTold("^Waiting for sh \\([0-9]+\\) to end, for ");
   EXPECT_TRUE(goesOn());
   kill(numberBehind("Waiting for sh ("));
