@@ -24,6 +24,7 @@ constexpr const char* kOutput = "var/marrowd-output";
 constexpr std::array kScreens{"dev/console", "dev/tty1", "dev/kmsg", kOutput};
 // Folders whose content goes with the base system.
 constexpr std::array kOfOneStart{"run", "private/tmp", "tmp"};
+constexpr const char* kOneShot = "LoaderEntryOneShot";
 constexpr const char* kLogLine = "nothing to do";
 constexpr const char* kMetrics = "dry-run status=0";
 // So much follows in the log that it takes some blocks of a disk.
@@ -66,7 +67,8 @@ SweptMachine::SweptMachine(MachineChoice choice, const Workplace& workplace,
       _root(emptyFolder(workplace, "base-system")),
       _place(workplace.folder("volume")),
       _firmware(emptyFolder(workplace, "firmware")),
-      _firmwareBefore(_firmware.folder()) {
+      _firmwareBefore(_firmware.folder()),
+      _firmwareAtStart(_firmwareBefore) {
   makeBaseSystem();
   stageFirmware(_firmware, _choice.scenario, kSeed);
   pretendLoader(_firmware, _choice.scenario, _disk.layout().group);
@@ -142,8 +144,16 @@ StartEnd SweptMachine::start(const DaemonTrace::AtStop& atStop) {
   return start(StartPlan{.atStop = atStop, .calls = _choice.calls});
 }
 
+void SweptMachine::armBaseSystem() const {
+  if (_firmware.loader(kOneShot) != kBaseEntry) {
+    _firmware.setLoader(kOneShot, kBaseEntry);
+  }
+}
+
 StartEnd SweptMachine::start(const StartPlan& plan) {
   freshenBaseSystem();
+  armBaseSystem();
+  _firmwareAtStart = FirmwareCopy(_firmware.folder());
   if (plan.prepare) {
     plan.prepare();
   }
@@ -173,7 +183,7 @@ StartEnd SweptMachine::start(const StartPlan& plan) {
 
 void SweptMachine::settleFirmware() {
   FirmwareCopy found(_firmware.folder());
-  found.settle(_firmwareBefore);
+  found.settle(_firmwareAtStart);
   found.putInto(_firmware.folder());
 }
 

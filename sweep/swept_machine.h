@@ -85,11 +85,13 @@ class SweptMachine {
   // Root of the base system, which each start makes afresh as far as a run changes it.
   const std::filesystem::path& root() const { return _root; }
 
-  // Starts it from a fresh base system. Returns when it has come to its end.
+  // Starts it from a fresh base system, with that base system as the next boot's too: its unit sees
+  // to that before it starts the daemon. Returns when it has come to its end.
   StartEnd start(const DaemonTrace::AtStop& atStop);
   StartEnd start(const StartPlan& plan);
 
-  // Brings the firmware's variables to what a firmware would hold after an interruption.
+  // Brings the firmware's variables to what a firmware would hold after an interruption of the last
+  // start.
   void settleFirmware();
 
   // The migrator's log counts on the update volume when it is whole.
@@ -106,6 +108,7 @@ class SweptMachine {
   bool isLogCutShort() const;
   void makeBaseSystem();
   void freshenBaseSystem() const;
+  void armBaseSystem() const;
   std::map<std::string, std::string> baseSystemFiles() const;
 
   MachineChoice _choice;
@@ -113,7 +116,8 @@ class SweptMachine {
   std::filesystem::path _root;
   std::filesystem::path _place;
   rehearsal::FirmwareStore _firmware;
-  FirmwareCopy _firmwareBefore;
+  FirmwareCopy _firmwareBefore;  // any run
+  FirmwareCopy _firmwareAtStart;
   rehearsal::Snapshot _before;
   std::map<std::string, std::string> _baseSystemBefore;
 };
