@@ -54,6 +54,16 @@ void hideOtherDisks(const std::string& disk, const std::filesystem::path& place)
   }
 }
 
+// A program that the kernel asks before each mount would be asked for those of the real machine
+// too. Besides, Linux 6.1 stands still for ever when such a program goes with the last
+// process of a process namespace: whoever lets go of it waits, as does the namespace's first
+// process (synchronize_rcu_tasks and zap_pid_ns_processes).
+void hideSecurityModules(const std::filesystem::path& place) {
+  if (std::filesystem::exists(place)) {
+    mountNew("tmpfs", place, MS_NOSUID | MS_NODEV | MS_NOEXEC | MS_RDONLY, "mode=0755");
+  }
+}
+
 void mountSys(const MachineView& view) {
   const auto sys = view.root / "sys";
   mountNew("tmpfs", sys, MS_NOSUID | MS_NODEV | MS_NOEXEC, "mode=0755");
@@ -61,6 +71,7 @@ void mountSys(const MachineView& view) {
     std::filesystem::create_directories(sys / name);
     bindReadOnly(std::filesystem::path("/sys") / name, sys / name);
   }
+  hideSecurityModules(sys / "kernel/security");
   if (!view.onlyDisk.empty()) {
     hideOtherDisks(view.onlyDisk, sys / "class/block");
   }
