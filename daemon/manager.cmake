@@ -14,4 +14,5 @@ marrow_layer(marrow_manager daemon
     marrow_log
     marrow_host)
 
+set(CMAKE_CXX_STANDARD_LIBRARIES "${MARROW_SELF_CONTAINED_LIBRARIES}")
 marrow_program(marrowd SELF_CONTAINED SOURCES main.cpp LINKS marrow_manager marrow_linux)

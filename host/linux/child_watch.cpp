@@ -1,10 +1,10 @@
 #include "host/linux/child_watch.h"
 
 #include "host/linux/process_directories.h"
+#include "host/linux/small_file.h"
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <unistd.h>
 
 namespace marrow {
@@ -14,9 +14,7 @@ namespace {
 // The letter for what the process does, proc_pid_stat(5): it stands behind the name, which may hold
 // anything. 'Z' when there is no such process.
 char stateOf(const std::string& process) {
-  std::ifstream file(process + "/stat");
-  std::string text;
-  std::getline(file, text, '\0');
+  const std::string text = readSmallFile(process + "/stat").value_or(std::string());
   const std::size_t end = text.rfind(") ");
   return end == std::string::npos || end + 2 >= text.size() ? 'Z' : text[end + 2];
 }

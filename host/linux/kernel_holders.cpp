@@ -3,10 +3,10 @@
 #include "host/linux/loop_status.h"
 #include "host/linux/settling.h"
 #include "host/linux/small_file.h"
+#include "host/linux/text_pieces.h"
 
 #include <fcntl.h>
 #include <linux/loop.h>
-#include <sstream>
 #include <sys/ioctl.h>
 #include <sys/swap.h>
 #include <unistd.h>
@@ -37,8 +37,8 @@ std::string unescaped(std::string_view text) {
 
 std::vector<std::string> swapPaths(const std::string& procfs) {
   std::vector<std::string> paths;
-  std::istringstream table(readSmallFile(procfs + "/swaps").value_or(std::string()));
-  for (std::string line; std::getline(table, line);) {
+  const std::string table = readSmallFile(procfs + "/swaps").value_or(std::string());
+  for (const std::string_view line : piecesOf(table, "\n")) {
     if (line.starts_with('/')) {
       paths.push_back(unescaped(line.substr(0, line.find_first_of(" \t"))));
     }

@@ -4,7 +4,6 @@
 #include "host/linux/unique_key.h"
 
 #include <algorithm>
-#include <cmath>
 #include <sys/timerfd.h>
 #include <system_error>
 #include <utility>
@@ -18,10 +17,9 @@ timespec timespecFor(double seconds) {
   constexpr double kNanoseconds = 1e9;
   constexpr double kLongest = 1e9;  // seconds, some thirty years
   const double bounded = std::clamp(seconds, 0.0, kLongest);
-  const double whole = std::floor(bounded);
   timespec time{};
-  time.tv_sec = static_cast<time_t>(whole);
-  time.tv_nsec = static_cast<long>((bounded - whole) * kNanoseconds);
+  time.tv_sec = static_cast<time_t>(bounded);
+  time.tv_nsec = static_cast<long>((bounded - static_cast<double>(time.tv_sec)) * kNanoseconds);
   if (time.tv_sec == 0 && time.tv_nsec == 0) {
     time.tv_nsec = 1;
   }

@@ -2,9 +2,10 @@
 
 #include "host/error_record.h"
 #include "host/linux/small_file.h"
+#include "host/linux/text_pieces.h"
 
+#include <algorithm>
 #include <cerrno>
-#include <sstream>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -22,13 +23,9 @@ constexpr unsigned kMinorBits = 20;
 
 // The list has commas between the names (Documentation/admin-guide/LSM/index.rst).
 bool hasSecurityModule(const std::string& path, const std::string& wanted) {
-  std::istringstream names(readSmallFile(path).value_or(std::string()));
-  for (std::string name; std::getline(names, name, ',');) {
-    if (name.substr(0, name.find('\n')) == wanted) {
-      return true;
-    }
-  }
-  return false;
+  const std::string names = readSmallFile(path).value_or(std::string());
+  const auto pieces = piecesOf(names, ",\n");
+  return std::ranges::find(pieces, wanted) != pieces.end();
 }
 
 int readOwnSettings(const std::string& processNamespace, MountGateSettings& settings) {

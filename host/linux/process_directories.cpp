@@ -1,11 +1,11 @@
 #include "host/linux/process_directories.h"
 
 #include "host/linux/small_file.h"
+#include "host/linux/text_pieces.h"
 
 #include <algorithm>
 #include <charconv>
 #include <filesystem>
-#include <sstream>
 
 namespace marrow {
 
@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 // include/linux/sched.h, PF_KTHREAD: in the flags, the seventh word behind the name in "stat".
 constexpr unsigned long kKernelThreadFlag = 0x00200000;
-constexpr int kFlagsWord = 7;
+constexpr std::size_t kFlagsWord = 7;
 
 }  // namespace
 
@@ -55,13 +55,12 @@ bool isKernelThread(const std::string& process) {
   const auto text = readSmallFile(process + "/stat").value_or(std::string());
   // The name may hold anything, a closing bracket too.
   const auto bracket = text.rfind(')');
-  std::istringstream words(bracket == std::string::npos ? text : text.substr(bracket + 1));
-  std::string word;
-  for (int count = 0; count < kFlagsWord; ++count) {
-    words >> word;
-  }
+  const auto words = piecesOf(std::string_view(text).substr(bracket + 1), " ");
   unsigned long flags = 0;
-  std::from_chars(word.data(), word.data() + word.size(), flags);
+  if (words.size() >= kFlagsWord) {
+    const std::string_view word = words[kFlagsWord - 1];
+    std::from_chars(word.data(), word.data() + word.size(), flags);
+  }
   return (flags & kKernelThreadFlag) != 0;
 }
 

@@ -87,6 +87,7 @@ set(MARROW_LINUX_SYSTEM_HEADERS
   termination_guard.h
   unique_key.h
   text_cut.h
+  text_pieces.h
   tree_removal.h
   wait_watch.h
   xml_text.h)

@@ -1,12 +1,13 @@
 #include "host/linux/udev_queue.h"
 
 #include "host/linux/descriptor.h"
+#include "host/linux/small_file.h"
+#include "host/linux/text_pieces.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
-#include <fstream>
 #include <poll.h>
-#include <sstream>
 #include <sys/inotify.h>
 #include <unistd.h>
 
@@ -19,6 +20,7 @@ constexpr int kRecheckMilliseconds = 1000;
 
 // net/unix/af_unix.c: __SO_ACCEPTCON in the flags of /proc/net/unix.
 constexpr unsigned long kListening = 0x10000;
+constexpr std::size_t kFlagsColumn = 3;
 
 bool exists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
 
@@ -32,15 +34,13 @@ Descriptor watchRemovals(const std::string& directory) {
 }
 
 // A line of /proc/net/unix: "ADDRESS: REFERENCES PROTOCOL FLAGS TYPE STATE INODE PATH".
-bool isListeningAt(const std::string& line, const std::string& path) {
-  std::istringstream words(line);
-  std::string address;
-  std::string references;
-  std::string protocol;
-  std::string flagText;
-  words >> address >> references >> protocol >> flagText;
+bool isListeningAt(std::string_view line, const std::string& path) {
+  const auto words = piecesOf(line, " ");
   unsigned long flags = 0;
-  std::from_chars(flagText.data(), flagText.data() + flagText.size(), flags, 16);
+  if (words.size() > kFlagsColumn) {
+    const std::string_view word = words[kFlagsColumn];
+    std::from_chars(word.data(), word.data() + word.size(), flags, 16);
+  }
   return (flags & kListening) != 0 && line.ends_with(" " + path);
 }
 
@@ -61,12 +61,13 @@ bool UdevQueue::isEmpty() const { return !exists(_directory + "/queue") || !isLi
 // socket's file has to do.
 bool UdevQueue::isListening() const {
   const std::string path = _directory + "/control";
-  std::ifstream table(_sockets);
-  bool listening = !table && exists(path);
-  for (std::string line; !listening && std::getline(table, line);) {
-    listening = isListeningAt(line, path);
+  const auto table = readSmallFile(_sockets);
+  if (!table) {
+    return exists(path);
   }
-  return listening && exists(path);
+  const auto lines = piecesOf(*table, "\n");
+  return std::ranges::any_of(lines, [&](auto line) { return isListeningAt(line, path); }) &&
+         exists(path);
 }
 
 void UdevQueue::waitUntilEmpty() const {
