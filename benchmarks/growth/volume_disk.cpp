@@ -72,11 +72,13 @@ std::unique_ptr<rehearsal::LoopDevice> VolumeDisk::attach() const {
 void showDisks(const std::string& path,
                const std::vector<std::unique_ptr<rehearsal::LoopDevice>>& disks) {
   const fs::path sysfs = path;
+  fs::create_directories(sysfs / "block");
   fs::create_directories(sysfs / "class/block");
   fs::create_directories(sysfs / "dev/block");
   for (const auto& disk : disks) {
     const fs::path device = "/sys/class/block/" + disk->name();
     show(sysfs, device);
+    fs::create_symlink(fs::canonical(device), sysfs / "block" / disk->name());
     for (const auto& entry : fs::directory_iterator(device / "")) {
       if (fs::exists(entry.path() / "partition")) {
         show(sysfs, entry.path());
