@@ -24,7 +24,7 @@ text{font:13px system-ui,sans-serif;fill:#3a3a38}.title{font-size:16px;font-weig
 .ground{fill:#fff}.grid{stroke:#deddd9}.guide{stroke:#8a8984;stroke-dasharray:3 4}
 .line,.bar{fill:none;stroke-width:2}.s0{stroke:#1f6fc9}.s1{stroke:#c2540a}.s2{stroke:#1b8a5a}
 .d0{fill:#1f6fc9}.d1{fill:#c2540a}.d2{fill:#1b8a5a}
-@media(prefers-color-scheme:dark){text{fill:#c8c7c2}.title{fill:#fff}.ground{fill:#161615}
+@media (prefers-color-scheme:dark){text{fill:#c8c7c2}.title{fill:#fff}.ground{fill:#161615}
 .grid{stroke:#363633}.s0{stroke:#6aaaf2}.s1{stroke:#f0925a}.s2{stroke:#4cc38a}
 .d0{fill:#6aaaf2}.d1{fill:#f0925a}.d2{fill:#4cc38a}}
 </style>
@@ -78,15 +78,7 @@ class Drawing {
         _values(values()) {}
 
   std::string text() {
-    const std::string height = number(_top + kHeight + kBelow);
-    const std::string width = number(kWidth);
-    _svg << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << width << "\" height=\""
-         << height << "\" viewBox=\"0 0 " << width << ' ' << height
-         << "\" role=\"img\" aria-labelledby=\"title\">\n<title id=\"title\">"
-         << escaped(_figure.title) << "</title>\n"
-         << kStyle << "<clipPath id=\"space\">" << space() << "</clipPath>\n"
-         << "<rect class=\"ground\" width=\"100%\" height=\"100%\"/>\n"
-         << words(_figure.title, kLeft, 32, "class=\"title\"");
+    drawHead();
     drawLegend();
     drawAxes();
     for (std::size_t colour = 0; colour < _drawn.size(); ++colour) {
@@ -110,6 +102,18 @@ class Drawing {
     return {low, std::max(roundUp(most), low * 10), _top + kHeight, _top};
   }
 
+  void drawHead() {
+    const std::string height = number(_top + kHeight + kBelow);
+    const std::string width = number(kWidth);
+    _svg << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << width << "\" height=\""
+         << height << "\" viewBox=\"0 0 " << width << ' ' << height
+         << "\" role=\"img\" aria-labelledby=\"title\">\n<title id=\"title\">"
+         << escaped(_figure.title) << "</title>\n"
+         << kStyle << "<clipPath id=\"space\">" << space() << "</clipPath>\n"
+         << "<rect class=\"ground\" width=\"100%\" height=\"100%\"/>\n"
+         << words(_figure.title, kLeft, 32, "class=\"title\"");
+  }
+
   std::string space() const {
     return "<rect x=\"" + number(kLeft) + "\" y=\"" + number(_top) + "\" width=\"" +
            number(kRight - kLeft) + "\" height=\"" + number(kHeight) + "\"/>";
@@ -123,9 +127,8 @@ class Drawing {
       _svg << line("line s" + std::to_string(colour), kLeft, row - 4, kLeft + 26, row - 4)
            << dot(colour, kLeft + 13, row - 4)
            << words(_curve.series()[series].name + ": exponent " +
-                        numberText(_curve.exponent(series, 0, last), 2) + " overall, " +
-                        numberText(_curve.exponent(series, last - 1, last), 2) +
-                        " between the largest two",
+                        numberText(_curve.exponent(series, 0, last), 2) + ", at the end " +
+                        numberText(_curve.exponent(series, last - 1, last), 2),
                     kLeft + 34, row);
     }
     _svg << line("guide", kLeft, row - 4, kLeft + 26, row - 4)
@@ -153,24 +156,29 @@ class Drawing {
 
   void drawSeries(std::size_t colour) {
     const std::size_t series = _drawn[colour];
-    const auto& sizes = _curve.sizes();
-    const double first = _curve.spread(series, 0).median;
-    const double times = sizes.back().size / sizes.front().size;
-    _svg << "<g clip-path=\"url(#space)\">"
-         << line("guide", _sizes.at(sizes.front().size), _values.at(first),
-                 _sizes.at(sizes.back().size), _values.at(first * times))
-         << "</g>\n";
+    drawGuide(_curve.spread(series, 0).median);
     std::string points;
     std::string marks;
-    for (std::size_t at = 0; at < sizes.size(); ++at) {
+    for (std::size_t at = 0; at < _curve.sizes().size(); ++at) {
       const Spread spread = _curve.spread(series, at);
-      const double x = _sizes.at(sizes[at].size);
-      points += number(x) + ',' + number(_values.at(spread.median)) + ' ';
+      const double x = _sizes.at(_curve.sizes()[at].size);
+      const double y = _values.at(spread.median);
+      points += number(x) + ',' + number(y) + ' ';
       marks += line("bar s" + std::to_string(colour), x, _values.at(spread.low), x,
                     _values.at(spread.high)) +
-               dot(colour, x, _values.at(spread.median));
+               dot(colour, x, y);
     }
     _svg << "<polyline class=\"line s" << colour << "\" points=\"" << points << "\"/>\n" << marks;
+  }
+
+  // As this value of the first size would grow.
+  void drawGuide(double value) {
+    const double first = _curve.sizes().front().size;
+    const double last = _curve.sizes().back().size;
+    _svg << "<g clip-path=\"url(#space)\">"
+         << line("guide", _sizes.at(first), _values.at(value), _sizes.at(last),
+                 _values.at(value * last / first))
+         << "</g>\n";
   }
 
   const Curve& _curve;

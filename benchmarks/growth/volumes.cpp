@@ -69,11 +69,11 @@ std::vector<double> measureOnce(const std::vector<VolumeDisk>& disks, std::size_
 }
 
 std::vector<CurveSeries> seriesOf() {
-  return {{"until every volume has been asked about", "ms"},
-          {"one question: where the update volume is mounted", "ms", 3},
-          {"whether all of the container is offline", "ms"},
-          {"table read, a volume asked about", "", 1},
-          {"table read, a question", "", 1}};
+  return {{"start: every volume asked about", "ms"},
+          {"question: where the update volume is mounted", "ms", 3},
+          {"question: whether all volumes are offline", "ms"},
+          {"table reads at the start, for each volume", "", 1},
+          {"table reads for the first question", "", 1}};
 }
 
 }  // namespace
