@@ -156,7 +156,7 @@ class Drawing {
 
   void drawSeries(std::size_t colour) {
     const std::size_t series = _drawn[colour];
-    drawGuide(_curve.spread(series, 0).median);
+    drawGuide(_curve.spread(series, _curve.sizes().size() - 1).median);
     std::string points;
     std::string marks;
     for (std::size_t at = 0; at < _curve.sizes().size(); ++at) {
@@ -171,13 +171,13 @@ class Drawing {
     _svg << "<polyline class=\"line s" << colour << "\" points=\"" << points << "\"/>\n" << marks;
   }
 
-  // As this value of the first size would grow.
+  // As the value of the largest size would have come about.
   void drawGuide(double value) {
     const double first = _curve.sizes().front().size;
     const double last = _curve.sizes().back().size;
     _svg << "<g clip-path=\"url(#space)\">"
-         << line("guide", _sizes.at(first), _values.at(value), _sizes.at(last),
-                 _values.at(value * last / first))
+         << line("guide", _sizes.at(first), _values.at(value * first / last), _sizes.at(last),
+                 _values.at(value))
          << "</g>\n";
   }
 

@@ -11,7 +11,7 @@ namespace marrow {
 namespace {
 
 constexpr std::array<double, 3> kSteps = {1, 2, 5};
-constexpr double kLongAxis = 200;        // most by least: with powers of ten alone
+constexpr double kLongAxis = 1000;       // most by least: with powers of ten alone
 constexpr double kExactness = 1.000001;  // of a power that was computed
 
 double powerBelow(double value) { return std::pow(10, std::floor(std::log10(value * kExactness))); }

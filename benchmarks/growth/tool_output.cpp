@@ -20,6 +20,8 @@ namespace {
 
 using Values = std::array<double, 2>;  // milliseconds, KiB
 
+constexpr double kPage = 4;  // KiB
+
 double mostResident() {
   return static_cast<double>(sampleOf(::getpid()).value_or(ProcessSample()).mostKibibytes);
 }
@@ -44,7 +46,7 @@ bool collect(std::size_t bytes) {
   const double before = mostResident();
   bool done = false;
   const double time = millisecondsOf([&] { done = collect(bytes); });
-  const Values values = {time, mostResident() - before};
+  const Values values = {time, std::max(mostResident() - before, kPage)};
   const bool told = ::write(result, values.data(), sizeof values) == sizeof values;
   ::_exit(done && told ? 0 : 1);
 }
