@@ -36,17 +36,16 @@ class Measured {
     check(container->volumes().size() == volumes, "Not every volume was found.");
     check(controller->updateVolumeMountPoint().has_value(), "The update volume was not mounted.");
     _reads.take();
-    const double questions = millisecondsOf([&] {
-      for (int question = 0; question < kQuestions; ++question) {
-        controller->updateVolumeMountPoint();
-      }
-    });
+    std::vector<double> questions;
+    for (int question = 0; question < kQuestions; ++question) {
+      questions.push_back(millisecondsOf([&] { controller->updateVolumeMountPoint(); }));
+    }
     const double questionReads = static_cast<double>(_reads.take()) / kQuestions;
     check(container->updateVolume()->unmount({{DVLoamVolumeUnmountOptionAll, true}}, nullptr),
           "The update volume was not unmounted.");
     const double offline =
         millisecondsOf([&] { check(controller->unmountContainer(nullptr), "Not offline."); });
-    return {start, questions / kQuestions, offline, startReads / static_cast<double>(volumes),
+    return {start, spreadOf(questions).median, offline, startReads / static_cast<double>(volumes),
             questionReads};
   }
 
