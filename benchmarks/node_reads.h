@@ -6,8 +6,8 @@
 
 namespace marrow {
 
-// Of everybody, from its construction on (inotify(7)). Throws std::runtime_error where the node
-// cannot be watched, or more has happened than the kernel keeps.
+// Of everybody who opens it by this node, from its construction on (inotify(7)). Throws
+// std::runtime_error where the node cannot be watched, or more has happened than the kernel keeps.
 class NodeReads {
  public:
   explicit NodeReads(const std::string& node);

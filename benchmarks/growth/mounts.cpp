@@ -19,6 +19,7 @@ constexpr int kVolumes = 5;
 LinuxDiskRoots rootsIn(const MemoryFolder& folder) {
   LinuxDiskRoots roots;
   roots.sysfs = folder.at("sys");
+  roots.dev = folder.at("dev");
   roots.run = folder.at("run");
   return roots;
 }
@@ -45,7 +46,7 @@ void mountOften(const MemoryFolder& folder, const std::string& node, int count) 
 std::vector<double> measureOnce(const VolumeDisk& disk, int count) {
   const MemoryFolder folder;
   std::vector<std::unique_ptr<rehearsal::LoopDevice>> attached;
-  attached.push_back(disk.attach());
+  attached.push_back(disk.attach(folder.at("dev")));
   showDisks(folder.at("sys"), attached);
   NoLog log;
   LinuxDisks disks(log, rootsIn(folder));

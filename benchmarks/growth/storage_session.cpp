@@ -18,6 +18,7 @@ std::string writeCommandLine(const std::string& folder, const std::string& group
 LinuxDiskRoots rootsIn(const std::string& folder) {
   LinuxDiskRoots roots;
   roots.sysfs = folder + "/sys";
+  roots.dev = folder + "/dev";
   roots.run = folder + "/run";
   roots.efivars = folder + "/efivars";
   roots.deviceTree = folder + "/device-tree";

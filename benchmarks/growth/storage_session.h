@@ -18,7 +18,8 @@ namespace marrow {
 
 class StorageSession {
  public:
-  // `folder` is one of its own; its "sys" shows the disks. The group is the one that was booted.
+  // `folder` is one of its own; its "sys" shows the disks, its "dev" has their nodes. The group is
+  // the one that was booted.
   StorageSession(const std::string& folder, const std::string& group);
 
   // Finds the container and has every volume of it asked about and refused to others. Throws

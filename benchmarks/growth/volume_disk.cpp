@@ -64,9 +64,10 @@ VolumeDisk::VolumeDisk(std::string path, int volumes)
              ' ' + std::to_string(kUpdateMebibytes) + 'M');
 }
 
-std::unique_ptr<rehearsal::LoopDevice> VolumeDisk::attach() const {
+std::unique_ptr<rehearsal::LoopDevice> VolumeDisk::attach(const std::string& nodes) const {
+  fs::create_directories(nodes);
   const auto image = rehearsal::openFile(_path, O_RDWR);
-  return std::make_unique<rehearsal::LoopDevice>(image.number(), _partitions, "/dev");
+  return std::make_unique<rehearsal::LoopDevice>(image.number(), _partitions, nodes);
 }
 
 void showDisks(const std::string& path,

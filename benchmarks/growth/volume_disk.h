@@ -19,8 +19,9 @@ class VolumeDisk {
 
   const std::string& group() const { return _group; }
 
-  // On a loop device, for as long as that lives. Nobody else may use the image meanwhile.
-  std::unique_ptr<rehearsal::LoopDevice> attach() const;
+  // On a loop device, for as long as that lives, with its nodes in this folder, where nobody else
+  // opens them. Nothing else may use the image meanwhile.
+  std::unique_ptr<rehearsal::LoopDevice> attach(const std::string& nodes) const;
 
  private:
   std::string _path;
@@ -28,8 +29,8 @@ class VolumeDisk {
   std::vector<rehearsal::Partition> _partitions;
 };
 
-// A folder at `path`, which must not exist, that looks like sysfs on a machine that has these disks
-// and no others: what the machine happens to have besides is not measured.
+// Makes a folder at `path`, which must not exist, that looks like sysfs on a machine that has these
+// disks and no others: what the machine happens to have besides is not measured.
 void showDisks(const std::string& path,
                const std::vector<std::unique_ptr<rehearsal::LoopDevice>>& disks);
 

@@ -60,7 +60,7 @@ std::vector<double> measureOnce(const std::vector<VolumeDisk>& disks, std::size_
   const MemoryFolder folder;
   std::vector<std::unique_ptr<rehearsal::LoopDevice>> attached;
   for (std::size_t disk = 0; disk < count; ++disk) {
-    attached.push_back(disks[disk].attach());
+    attached.push_back(disks[disk].attach(folder.at("dev")));
   }
   showDisks(folder.at("sys"), attached);
   return Measured(folder.path(), disks.front().group(), attached.front()->diskNode())
