@@ -12,6 +12,7 @@ struct BenchOptions {
   bool isShort = false;  // small inputs: that everything works, no figures
   std::vector<std::string> fileSystems = {"ext4", "btrfs", "xfs"};
   std::string daemon;  // the built marrowd
+  std::string curves;  // the folder that drawings of curves are written to; empty for none
 };
 
 // A live tree replaced by a staged one: time, system calls and what somebody sees meanwhile.
@@ -19,6 +20,9 @@ void compareReplacements(const BenchOptions& options);
 
 // Whether the visible switch takes longer with larger trees.
 void measureSwitch(const BenchOptions& options);
+
+// How the cost of what the daemon does grows with what it finds on the machine.
+void measureGrowth(const BenchOptions& options);
 
 // From the start of the program to its main.
 void compareStarts(const BenchOptions& options);

@@ -21,13 +21,13 @@ void check(bool done, const std::string& task) {
   }
 }
 
+}  // namespace
+
 void enterMountNamespace() {
   static const bool entered = ::unshare(CLONE_NEWNS) == 0 &&
                               ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
   check(entered, "have a mount namespace");
 }
-
-}  // namespace
 
 ScratchDisk::ScratchDisk(const std::string& fileSystem, unsigned mebibytes)
     : _fileSystem(fileSystem) {

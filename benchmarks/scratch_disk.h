@@ -35,6 +35,9 @@ class ScratchDisk {
   std::string _node;
 };
 
+// A mount namespace of the program's own, from the first call on. Throws std::runtime_error.
+void enterMountNamespace();
+
 // The program's ext4, made at the first call.
 const ScratchDisk& scratchDisk();
 

@@ -60,11 +60,8 @@ BlockDevices::BlockDevices(std::string sysfs, std::string dev)
 
 std::vector<BlockDevice> BlockDevices::all() const { return listed(_sysfs + "/class/block"); }
 
-std::vector<BlockDevice> BlockDevices::disks() const {
-  auto devices = all();
-  std::erase_if(devices, [](const BlockDevice& device) { return !device.isDisk(); });
-  return devices;
-}
+// Not from among all devices: each volume in turn asks for the disks, which may have many.
+std::vector<BlockDevice> BlockDevices::disks() const { return listed(_sysfs + "/block"); }
 
 std::vector<BlockDevice> BlockDevices::partitionsOf(std::string_view disk) const {
   const auto path = directory(disk);

@@ -90,14 +90,19 @@ std::vector<LoamContainerRecord> LoamContainers::all() const {
 
 std::optional<LoamContainerRecord> LoamContainers::onDisk(const BlockDevice& disk) const {
   const auto present = _devices.current(disk);
-  if (!present || !present->isDisk() || present->sectors == 0 || !_stack.below(*present).empty()) {
-    return std::nullopt;
-  }
-  const auto table = readPartitionTable(_devices.node(*present));
-  if (!table || !hasVolumeType(*table)) {
+  const auto table = present ? tableOn(*present) : std::nullopt;
+  if (!table) {
     return std::nullopt;
   }
   return LoamContainerRecord{*present, volumesIn(*table, _devices.partitionsOf(present->name))};
+}
+
+std::optional<std::vector<PartitionEntry>> LoamContainers::tableOn(const BlockDevice& disk) const {
+  if (!disk.isDisk() || disk.sectors == 0 || !_stack.below(disk).empty()) {
+    return std::nullopt;
+  }
+  auto table = readPartitionTable(_devices.node(disk));
+  return table && hasVolumeType(*table) ? std::move(table) : std::nullopt;
 }
 
 std::optional<LoamVolumeRecord> LoamContainers::dataVolumeOf(const std::string& group) const {
@@ -117,17 +122,17 @@ std::optional<LoamVolumeRecord> LoamContainers::dataVolumeOf(const std::string& 
   return std::nullopt;
 }
 
+// Every volume of a disk is asked about in turn: looking up all the others each time would take a
+// disk of 128 volumes seconds.
 std::optional<LoamVolumeRecord> LoamContainers::volumeOn(const BlockDevice& partition) const {
   const auto disk = _devices.find(partition.disk);
-  const auto container = disk ? onDisk(*disk) : std::nullopt;
-  if (container) {
-    for (const auto& volume : container->volumes) {
-      if (volume.device.isSame(partition)) {
-        return volume;
-      }
-    }
+  const auto table = disk ? tableOn(*disk) : std::nullopt;
+  const auto present = table ? _devices.current(partition) : std::nullopt;
+  if (!present) {
+    return std::nullopt;
   }
-  return std::nullopt;
+  auto volumes = volumesIn(*table, {*present});
+  return volumes.empty() ? std::nullopt : std::optional(std::move(volumes.front()));
 }
 
 }  // namespace marrow

@@ -45,6 +45,9 @@ class LoamContainers {
   std::optional<LoamVolumeRecord> volumeOn(const BlockDevice& partition) const;
 
  private:
+  // The table of this disk; absent when it is no container.
+  std::optional<std::vector<PartitionEntry>> tableOn(const BlockDevice& disk) const;
+
   const BlockDevices& _devices;
   const DeviceStack& _stack;
 };

@@ -29,6 +29,8 @@ class ShownBlockDevices : public LinuxDiskTest {
                     {"diskseq", disk.sequence + "\n"},
                     {"removable", disk.removable + "\n"},
                     {"size", "2048\n"}});
+    fs::create_directory_symlink(folder.at(directory),
+                                 folder.makeFolder("sys/block") + "/" + disk.name);
     return directory;
   }
 

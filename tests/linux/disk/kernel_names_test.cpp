@@ -48,6 +48,7 @@ class DiskOfAnotherName : public LinuxDiskTest {
     std::ofstream(directory + "/uevent") << "\n";
     if (number.empty()) {
       std::ofstream(directory + "/diskseq") << "7\n";
+      fs::create_directory_symlink(directory, folder.makeFolder("sys/block") + "/" + name);
     } else {
       std::ofstream(directory + "/partition") << number << "\n";
     }
