@@ -46,6 +46,22 @@ std::uint64_t processorTime(const std::string& task) {
   return time;
 }
 
+// Fields 10 and 12 of proc_pid_stat(5). The second one, in parentheses, may hold blanks.
+std::uint64_t pageFaults(const std::string& directory) {
+  std::ifstream file(directory + "/stat");
+  std::string text;
+  std::getline(file, text);
+  std::istringstream fields(text.substr(text.rfind(')') + 1));
+  std::string skipped;
+  for (int field = 3; field < 10; ++field) {
+    fields >> skipped;
+  }
+  std::uint64_t minor = 0;
+  std::uint64_t major = 0;
+  fields >> minor >> skipped >> major;
+  return minor + major;
+}
+
 }  // namespace
 
 std::optional<ProcessSample> sampleOf(pid_t process) {
@@ -60,6 +76,7 @@ std::optional<ProcessSample> sampleOf(pid_t process) {
   }
   sample.residentKibibytes = numberIn(directory, "VmRSS");
   sample.mostKibibytes = numberIn(directory, "VmHWM");
+  sample.pageFaults = pageFaults(directory);
   sample.descriptors = entriesIn(directory + "/fd");
   return sample.residentKibibytes == 0 ? std::nullopt : std::optional(sample);
 }

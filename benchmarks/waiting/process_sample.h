@@ -14,6 +14,7 @@ struct ProcessSample {
   std::uint64_t nanoseconds = 0;        // on a processor, from /proc/PID/task/TID/schedstat
   std::uint64_t residentKibibytes = 0;  // VmRSS
   std::uint64_t mostKibibytes = 0;      // VmHWM
+  std::uint64_t pageFaults = 0;         // minflt and majflt of /proc/PID/stat
   std::uint64_t threads = 0;
   std::uint64_t descriptors = 0;
 };
