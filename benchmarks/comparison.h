@@ -1,5 +1,5 @@
-// The tables of ./bench. Each prints itself as it is measured and throws
-// std::runtime_error when something that it compares fails.
+// The tables of ./bench. Each prints itself as it is measured and throws std::runtime_error when
+// something that it compares fails.
 #pragma once
 
 #include <string>
@@ -14,8 +14,7 @@ struct BenchOptions {
   std::string daemon;  // the built marrowd
 };
 
-// A live tree replaced by a staged one: time, system calls and what somebody
-// sees meanwhile.
+// A live tree replaced by a staged one: time, system calls and what somebody sees meanwhile.
 void compareReplacements(const BenchOptions& options);
 
 // Whether the visible switch takes longer with larger trees.
@@ -27,8 +26,10 @@ void compareStarts(const BenchOptions& options);
 // What a whole run costs beyond the migrator.
 void measureRun(const BenchOptions& options);
 
-// What the daemon uses while it has nothing to do but wait for the migrator, in
-// a real run.
+// What the daemon uses while it has nothing to do but wait for the migrator, in a real run.
 void measureWaiting(const BenchOptions& options);
+
+// What a message of the log costs whoever logs it.
+void measureLogging(const BenchOptions& options);
 
 }  // namespace marrow

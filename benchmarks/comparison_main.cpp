@@ -12,13 +12,14 @@ int main(int argc, char** argv) {
       {"switch", measureSwitch},
       {"start", compareStarts},
       {"run", measureRun},
-      {"waiting", measureWaiting}};
+      {"waiting", measureWaiting},
+      {"logging", measureLogging}};
   BenchOptions options;
   options.daemon = MARROW_DAEMON;
   std::vector<std::string> names;
   CLI::App app("Measures marrowd beside what people use otherwise.");
   app.add_option("table", names,
-                 "replacement, switch, start, run, waiting; all of them without any");
+                 "replacement, switch, start, run, waiting, logging; all of them without any");
   app.add_option("--rounds", options.rounds, "How often everything is run")
       ->check(CLI::Range(1, 1000));
   app.add_option("--fs", options.fileSystems, "On these file systems: ext4, btrfs, xfs")
