@@ -24,8 +24,8 @@ struct RunFlushes {
   double toRequest = 0;  // milliseconds from before the execution to the request for the reboot
 };
 
-// Stops it only at what may change files, about a tenth of its calls, so that the times are nearly
-// those of a run that nobody traces. Of the daemon; fails as timeRun() does.
+// Stops it only at calls that may change something, a few of its calls, so that the times are
+// nearly those of a run that nobody traces. Of the daemon; fails as timeRun() does.
 RunFlushes timeFlushes(const MachinePrograms& programs);
 
 }  // namespace marrow
