@@ -27,7 +27,13 @@ void measureGrowth(const BenchOptions& options);
 // From the start of the program to its main.
 void compareStarts(const BenchOptions& options);
 
+// What a whole run costs beyond the migrator.
+void measureRun(const BenchOptions& options);
+
 // What the daemon uses while it has nothing to do but wait for the migrator, in a real run.
 void measureWaiting(const BenchOptions& options);
+
+// What a message of the log costs whoever logs it.
+void measureLogging(const BenchOptions& options);
 
 }  // namespace marrow

@@ -8,17 +8,17 @@
 int main(int argc, char** argv) {
   using namespace marrow;
   const std::map<std::string, void (*)(const BenchOptions&)> tables = {
-      {"growth", measureGrowth},
-      {"replacement", compareReplacements},
-      {"switch", measureSwitch},
-      {"start", compareStarts},
-      {"waiting", measureWaiting}};
+      {"growth", measureGrowth},  {"replacement", compareReplacements},
+      {"switch", measureSwitch},  {"start", compareStarts},
+      {"run", measureRun},        {"waiting", measureWaiting},
+      {"logging", measureLogging}};
   BenchOptions options;
   options.daemon = MARROW_DAEMON;
   std::vector<std::string> names;
   CLI::App app("Measures marrowd beside what people use otherwise.");
-  app.add_option("table", names,
-                 "growth, replacement, switch, start, waiting; all of them without any");
+  app.add_option(
+      "table", names,
+      "growth, replacement, switch, start, run, waiting, logging; all of them without any");
   app.add_option("--rounds", options.rounds, "How often everything is run")
       ->check(CLI::Range(1, 1000));
   app.add_option("--fs", options.fileSystems, "On these file systems: ext4, btrfs, xfs")

@@ -86,6 +86,12 @@ Report Rehearsal::run() {
   return report;
 }
 
+MachineSetup Rehearsal::prepare() {
+  prepareDisk();
+  armFirmware();
+  return setUpMachine();
+}
+
 void Rehearsal::prepareDisk() {
   _view.say("Preparing a disk...");
   const auto image = pathOfDescriptor(_image.number());
@@ -156,7 +162,7 @@ BaseSystem Rehearsal::baseSystem(const std::filesystem::path& root) const {
   return system;
 }
 
-MachineRun Rehearsal::startMachine(std::optional<CutPlan> cut) {
+MachineSetup Rehearsal::setUpMachine() {
   ++_start;
   _root = _workplace.folder("start-" + std::to_string(_start));
   std::vector<std::filesystem::path> nodes{_device->diskNode()};
@@ -164,12 +170,17 @@ MachineRun Rehearsal::startMachine(std::optional<CutPlan> cut) {
     nodes.push_back(_device->node(partition.number));
   }
   installBaseSystem(baseSystem(_root), nodes);
+  return {.settings = {.view = {.root = _root, .firmware = _firmware.folder()},
+                       .output = _root / "var/marrowd-output",
+                       .refuseReboot = _scenario.rebootRefused},
+          .diskName = _device->name(),
+          .cut = std::nullopt};
+}
+
+MachineRun Rehearsal::startMachine(std::optional<CutPlan> cut) {
+  MachineSetup setup = setUpMachine();
+  setup.cut = cut;
   _view.say("Starting the machine...");
-  MachineSetup setup{.settings = {.view = {.root = _root, .firmware = _firmware.folder()},
-                                  .output = _root / "var/marrowd-output",
-                                  .refuseReboot = _scenario.rebootRefused},
-                     .diskName = _device->name(),
-                     .cut = cut};
   const auto logs = _inputs.logs->reach();
   try {
     MachineRun run = runMachine(std::move(setup), _view, _interruption);

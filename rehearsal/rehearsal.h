@@ -37,12 +37,17 @@ class Rehearsal {
   // Throws Problem and Interrupted; what is known by then is in the logs.
   Report run();
 
+  // In place of run(), for a caller that watches the machine itself: makes its disk, its firmware
+  // and its base system. What is returned lacks the terminals.
+  MachineSetup prepare();
+
  private:
   void prepareDisk();
   void fillOrExamine();
   void fillDisk(const std::filesystem::path& place);
   void addCookie();
   void armFirmware();
+  MachineSetup setUpMachine();
   MachineRun startMachine(std::optional<CutPlan> cut);
   BaseSystem baseSystem(const std::filesystem::path& root) const;
   CutPlan planCut() const;

@@ -3,11 +3,15 @@
 #include "host/linux/small_file.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
+#include <climits>
+#include <cstddef>
 #include <filesystem>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <tuple>
+#include <unistd.h>
 #include <utility>
 
 namespace marrow {
@@ -26,12 +30,12 @@ Number number(std::string_view text) {
 
 template <typename Number>
 Number numberIn(const std::string& path) {
-  return number<Number>(readSmallFile(path).value_or(std::string()));
+  return number<Number>(readAttribute(path).value_or(std::string()));
 }
 
 // From "MAJOR:MINOR".
 std::optional<dev_t> deviceNumber(const std::string& path) {
-  const auto text = readSmallFile(path);
+  const auto text = readAttribute(path);
   const auto colon = text ? text->find(':') : std::string::npos;
   if (colon == std::string::npos) {
     return std::nullopt;
@@ -48,7 +52,36 @@ bool isName(std::string_view name) {
   return !name.empty() && name != "." && name != ".." && name.find('/') == std::string_view::npos;
 }
 
+// Of a link; absent where there is none, or one too long for a path.
+std::optional<std::string> targetOf(const fs::path& link) {
+  std::array<char, PATH_MAX> target{};
+  const ssize_t length = ::readlink(link.c_str(), target.data(), target.size());
+  if (length < 0 || static_cast<std::size_t>(length) == target.size()) {
+    return std::nullopt;
+  }
+  return std::string(target.data(), static_cast<std::size_t>(length));
+}
+
+// As the listing itself tells, without another question to the kernel (readdir(3), d_type).
+bool isRegularFile(const fs::directory_entry& entry) {
+  std::error_code ignored;
+  return !entry.is_symlink(ignored) && entry.is_regular_file(ignored);
+}
+
 }  // namespace
+
+// What a disk and its partitions have in common: read once for a listing.
+struct BlockDevices::DiskAttributes {
+  DiskAttributes() = default;
+  explicit DiskAttributes(const std::string& path)
+      : directory(path),
+        sequence(numberIn<std::uint64_t>(path + "/diskseq")),
+        removable(numberIn<unsigned>(path + "/removable") != 0) {}
+
+  std::string directory;
+  std::uint64_t sequence = 0;
+  bool removable = false;
+};
 
 std::string nodeName(std::string kernelName) {
   std::replace(kernelName.begin(), kernelName.end(), '!', '/');
@@ -73,11 +106,12 @@ std::vector<BlockDevice> BlockDevices::partitionsOf(std::string_view disk) const
 // The devices among the names in this directory.
 std::vector<BlockDevice> BlockDevices::listed(const std::string& path) const {
   std::vector<BlockDevice> devices;
+  DiskAttributes disk;
   std::error_code ended;
   for (fs::directory_iterator entry(path, ended), end; !ended && entry != end;
        entry.increment(ended)) {
-    const bool isFile = entry->symlink_status(ended).type() == fs::file_type::regular;
-    if (auto device = isFile ? std::nullopt : find(entry->path().filename().native())) {
+    const std::string name = entry->path().filename().native();
+    if (auto device = isRegularFile(*entry) ? std::nullopt : find(name, disk)) {
       devices.push_back(std::move(*device));
     }
   }
@@ -88,6 +122,11 @@ std::vector<BlockDevice> BlockDevices::listed(const std::string& path) const {
 }
 
 std::optional<BlockDevice> BlockDevices::find(std::string_view name) const {
+  DiskAttributes unknown;
+  return find(name, unknown);
+}
+
+std::optional<BlockDevice> BlockDevices::find(std::string_view name, DiskAttributes& known) const {
   const auto path = directory(name);
   const auto number = path ? deviceNumber(*path + "/dev") : std::nullopt;
   if (!number) {
@@ -95,13 +134,16 @@ std::optional<BlockDevice> BlockDevices::find(std::string_view name) const {
   }
   const auto partition = numberIn<unsigned>(*path + "/partition");
   const fs::path disk = partition == 0 ? fs::path(*path) : fs::path(*path).parent_path();
+  if (known.directory != disk.native()) {
+    known = DiskAttributes(disk.native());
+  }
   BlockDevice device;
   device.name = name;
   device.disk = disk.filename().native();
   device.number = *number;
   device.partition = partition;
-  device.sequence = numberIn<std::uint64_t>(disk.native() + "/diskseq");
-  device.removable = numberIn<unsigned>(disk.native() + "/removable") != 0;
+  device.sequence = known.sequence;
+  device.removable = known.removable;
   device.start = numberIn<std::uint64_t>(*path + "/start");
   device.sectors = numberIn<std::uint64_t>(*path + "/size");
   return device;
@@ -110,9 +152,8 @@ std::optional<BlockDevice> BlockDevices::find(std::string_view name) const {
 std::optional<BlockDevice> BlockDevices::findNumber(dev_t number) const {
   const std::string link =
       _sysfs + "/dev/block/" + std::to_string(major(number)) + ":" + std::to_string(minor(number));
-  std::error_code missing;
-  const fs::path target = fs::read_symlink(link, missing);
-  return missing ? std::nullopt : find(target.filename().native());
+  const auto target = targetOf(link);
+  return target ? find(fs::path(*target).filename().native()) : std::nullopt;
 }
 
 std::optional<BlockDevice> BlockDevices::current(const BlockDevice& device) const {
@@ -140,9 +181,8 @@ std::optional<std::string> BlockDevices::directory(std::string_view name) const 
     return std::nullopt;
   }
   const fs::path links = fs::path(_sysfs) / "class/block";
-  std::error_code missing;
-  const fs::path target = fs::read_symlink(links / name, missing);
-  return missing ? std::nullopt : std::optional((links / target).lexically_normal().native());
+  const auto target = targetOf(links / name);
+  return target ? std::optional((links / *target).lexically_normal().native()) : std::nullopt;
 }
 
 }  // namespace marrow

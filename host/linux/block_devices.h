@@ -56,7 +56,10 @@ class BlockDevices {
   std::optional<std::string> directory(std::string_view name) const;
 
  private:
+  struct DiskAttributes;
+
   std::vector<BlockDevice> listed(const std::string& path) const;
+  std::optional<BlockDevice> find(std::string_view name, DiskAttributes& known) const;
 
   std::string _sysfs;
   std::string _dev;

@@ -11,14 +11,24 @@
 
 namespace marrow {
 
-std::optional<std::string> readSmallFile(const std::string& path, std::size_t limit) {
-  const Descriptor file(retryInterrupted(
+namespace {
+
+using Page = std::array<char, 4096>;
+
+Descriptor openToRead(const std::string& path) {
+  return Descriptor(retryInterrupted(
       [&] { return ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY); }));
+}
+
+}  // namespace
+
+std::optional<std::string> readSmallFile(const std::string& path, std::size_t limit) {
+  const Descriptor file = openToRead(path);
   if (!file) {
     return std::nullopt;
   }
   std::string text;
-  std::array<char, 4096> buffer{};
+  Page buffer{};
   while (text.size() < limit) {
     const ssize_t count = retryInterrupted([&] {
       return ::read(file.number(), buffer.data(), std::min(buffer.size(), limit - text.size()));
@@ -32,6 +42,20 @@ std::optional<std::string> readSmallFile(const std::string& path, std::size_t li
     text.append(buffer.data(), static_cast<std::size_t>(count));
   }
   return text;
+}
+
+std::optional<std::string> readAttribute(const std::string& path) {
+  const Descriptor file = openToRead(path);
+  if (!file) {
+    return std::nullopt;
+  }
+  Page buffer{};
+  const ssize_t count =
+      retryInterrupted([&] { return ::read(file.number(), buffer.data(), buffer.size()); });
+  if (count < 0) {
+    return std::nullopt;
+  }
+  return std::string(buffer.data(), static_cast<std::size_t>(count));
 }
 
 bool writeSmallFile(const std::string& path, std::string_view text) {

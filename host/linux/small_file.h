@@ -16,6 +16,10 @@ inline constexpr std::size_t kSmallFileLimit = std::size_t{1} << 20U;
 std::optional<std::string> readSmallFile(const std::string& path,
                                          std::size_t limit = kSmallFileLimit);
 
+// What one read(2) of the file gives, at most a page: the whole of an attribute in sysfs
+// (Documentation/filesystems/sysfs.rst). Otherwise as above.
+std::optional<std::string> readAttribute(const std::string& path);
+
 // Puts the text into an existing file (or one that the kernel shows) in one write. False with errno
 // set.
 bool writeSmallFile(const std::string& path, std::string_view text);

@@ -1,10 +1,12 @@
 #include "host/linux/block_devices.h"
 
+#include "benchmarks/system_calls.h"
 #include "host/linux/linux_device_names.h"
 #include "tests/linux/disk/linux_disk_test.h"
 
 #include <filesystem>
 #include <fstream>
+#include <sys/syscall.h>
 #include <sys/sysmacros.h>
 
 namespace marrow {
@@ -85,6 +87,22 @@ TEST_F(ShownBlockDevices, HavePartitionsInTheirOrder) {
   EXPECT_EQ(partition->partition, 2U);
   EXPECT_EQ(partition->sequence, 4U);
   EXPECT_EQ(partition->number, makedev(8, 2));
+}
+
+// What the kernel is asked of each of them is the same on every machine.
+TEST_F(ShownBlockDevices, AreReadOnceInAListingAndTheirDiskOnceForAllOfThem) {
+  constexpr unsigned kPartitions = 20;
+  const auto directory = show({"sda", 0, "4", "0"});
+  for (unsigned number = 1; number <= kPartitions; ++number) {
+    const std::string digits = std::to_string(number);
+    showPartition(directory, "sda" + digits, number, digits);
+  }
+  auto calls = systemCallsOf([this] { devices.partitionsOf("sda"); });
+  EXPECT_EQ(calls[SYS_readlink], 1 + kPartitions);
+  EXPECT_EQ(calls[SYS_openat],
+            1 + 2 + 4 * kPartitions);               // the folder; diskseq, removable; the rest
+  EXPECT_EQ(calls[SYS_read], 2 + 3 * kPartitions);  // there is no "start" here
+  EXPECT_LE(calls[SYS_newfstatat] + calls[SYS_statx] + calls[SYS_fstat], 1U);
 }
 
 TEST_F(ShownBlockDevices, HaveASlashInTheirNodeForAnExclamationMarkInTheirName) {
