@@ -99,7 +99,7 @@ void measureRun(const BenchOptions& options) {
   TextTable table({"from its execution", "marrowd", "libc and libstdc++ alone"});
   addTimes(table, ownRuns, emptyRuns, flushes);
   addCounts(table, ownRuns, emptyRuns);
-  table.add({"program, KiB", kibibytes(fs::file_size(own.daemon)),
+  table.add({"program with debugging information, KiB", kibibytes(fs::file_size(own.daemon)),
              kibibytes(fs::file_size(empty.daemon))});
   table.add({"package, KiB", sizeOfPackage(), kNone});
   table.print(std::cout);
