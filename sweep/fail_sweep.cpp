@@ -97,8 +97,7 @@ class FailSweep {
 }  // namespace
 
 void sweepFailures(const SweepTask& task) {
-  SweptMachine machine({task.scenario, task.options.fileSystem, task.daemon}, task.workplace,
-                       task.interruption);
+  SweptMachine machine(task.machine(), task.workplace, task.interruption);
   FailSweep(task, machine).run();
 }
 

@@ -143,8 +143,7 @@ class FillSweep {
 }  // namespace
 
 void sweepFullDisks(const SweepTask& task) {
-  SweptMachine machine({task.scenario, task.options.fileSystem, task.daemon}, task.workplace,
-                       task.interruption);
+  SweptMachine machine(task.machine(), task.workplace, task.interruption);
   FillSweep(task, machine).run();
 }
 

@@ -103,9 +103,9 @@ class KillSweep {
 
 void sweepKills(const SweepTask& task) {
   using Kind = DaemonTrace::Calls::Kind;
-  const Kind calls = task.options.onlyChanges ? Kind::kChanges : Kind::kAll;
-  SweptMachine machine({task.scenario, task.options.fileSystem, task.daemon, {.kind = calls}},
-                       task.workplace, task.interruption);
+  MachineChoice choice = task.machine();
+  choice.calls = {.kind = task.options.onlyChanges ? Kind::kChanges : Kind::kAll};
+  SweptMachine machine(choice, task.workplace, task.interruption);
   KillSweep(task, machine).run();
 }
 

@@ -60,8 +60,7 @@ void tryCase(PlantedMachine& machine, const PlantedCase& planted, const std::str
 }  // namespace
 
 void sweepPlanted(const SweepTask& task) {
-  SweptMachine swept({task.scenario, task.options.fileSystem, task.daemon}, task.workplace,
-                     task.interruption);
+  SweptMachine swept(task.machine(), task.workplace, task.interruption);
   PlantedMachine machine(swept, task.workplace);
   const std::string series = task.seriesOf("planted");
   const std::vector<PlantedCase> cases = allCases();

@@ -87,11 +87,9 @@ class PowerSweep {
 
 void sweepPowerCuts(const SweepTask& task) {
   requireRecorder();
-  SweptMachine machine({task.scenario,
-                        task.options.fileSystem,
-                        task.daemon,
-                        {.kind = DaemonTrace::Calls::Kind::kChanges}},
-                       task.workplace, task.interruption);
+  MachineChoice choice = task.machine();
+  choice.calls = {.kind = DaemonTrace::Calls::Kind::kChanges};
+  SweptMachine machine(choice, task.workplace, task.interruption);
   PowerSweep(task, machine, recordRun(machine, task.workplace)).run();
 }
 

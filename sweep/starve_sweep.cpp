@@ -70,11 +70,9 @@ std::vector<DisturbedCase> casesOf(const std::set<std::string>& places) {
 
 void sweepStarvation(const SweepTask& task) {
   const auto place = std::filesystem::path(kPlace) / kAllocator;
-  SweptMachine machine({.scenario = task.scenario,
-                        .fileSystem = task.options.fileSystem,
-                        .daemon = task.daemon,
-                        .files = {{place, readAllocator()}}},
-                       task.workplace, task.interruption);
+  MachineChoice choice = task.machine();
+  choice.files = {{place, readAllocator()}};
+  SweptMachine machine(choice, task.workplace, task.interruption);
   DisturbedCases cases(machine, task.log, task.seriesOf("starve"));
   cases.learn();
   const StartEnd counted =

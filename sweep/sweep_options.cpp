@@ -44,6 +44,13 @@ void addCaseOptions(CLI::App& command, SweepOptions& options) {
   command.add_option("--sample", options.sample, "So many cases a scenario, evenly spread")
       ->check(CLI::PositiveNumber.description(""))
       ->type_name("N");
+  command
+      .add_option(
+          "--patience", options.patience,
+          "Seconds until a run is taken to stand still; more for a machine that is translated")
+      ->envname("MARROW_SWEEP_PATIENCE")
+      ->type_name("N")
+      ->capture_default_str();
   command.add_option("--log", options.log, "A line for each case; those in it are not done again")
       ->type_name("FILE");
   command.add_option("--daemon", options.daemon, "Another marrowd")->type_name("FILE");

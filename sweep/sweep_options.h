@@ -36,6 +36,8 @@ struct SweepOptions {
   // Of watched runs: how many files each tree has, and how often to look at least.
   std::uint64_t files = 500;
   std::uint64_t looks = 2000;
+  // A run that takes more seconds than this stands still.
+  unsigned patience = 90;
   // Takes a line for each case. Those that it holds already are not done again.
   std::string log;
   // Program; empty for the one beside this one.

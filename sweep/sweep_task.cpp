@@ -3,6 +3,13 @@
 
 namespace marrow::sweep {
 
+MachineChoice SweepTask::machine() const {
+  return {.scenario = scenario,
+          .fileSystem = options.fileSystem,
+          .daemon = daemon,
+          .patience = std::chrono::seconds(options.patience)};
+}
+
 std::string SweepTask::seriesOf(const std::string& sweep) const {
   return sweep + ' ' + nameOf(options.fileSystem) + ' ' + scenario.name;
 }

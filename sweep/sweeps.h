@@ -4,6 +4,7 @@
 #include "rehearsal/scenario.h"
 #include "sweep/case_log.h"
 #include "sweep/sweep_options.h"
+#include "sweep/swept_machine.h"
 
 #include <cstddef>
 #include <functional>
@@ -23,6 +24,9 @@ struct SweepTask {
   const rehearsal::Workplace& workplace;
   rehearsal::Interruption& interruption;
   CaseLog& log;
+
+  // The machine that is swept, with nothing special about it.
+  MachineChoice machine() const;
 
   // What the log calls the cases of such a sweep, by the file system and the scenario.
   std::string seriesOf(const std::string& sweep) const;

@@ -19,7 +19,6 @@ namespace {
 using namespace rehearsal;
 
 constexpr std::uint64_t kSeed = 1;
-constexpr auto kPatience = std::chrono::seconds(90);
 constexpr const char* kOutput = "var/marrowd-output";
 constexpr std::array kScreens{"dev/console", "dev/tty1", "dev/kmsg", kOutput};
 // Folders whose content goes with the base system.
@@ -173,7 +172,7 @@ StartEnd SweptMachine::start(const StartPlan& plan) {
     plan.started(machine.process());
   }
   const std::string processes = processNamespace(machine.process());
-  end.trace = DaemonTrace(machine, calls, plan.atStop).run(kPatience);
+  end.trace = DaemonTrace(machine, calls, plan.atStop).run(_choice.patience);
   end.machine = machine.wait();
   end.leftovers = leftovers(processes, _disk.device().name());
   end.console = readFile(_root / "dev/console").value_or("");

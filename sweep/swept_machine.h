@@ -9,6 +9,7 @@
 #include "sweep/firmware_copy.h"
 #include "sweep/swept_disk.h"
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <optional>
@@ -22,6 +23,8 @@ struct MachineChoice {
   rehearsal::FileSystem fileSystem = rehearsal::FileSystem::kExt4;
   // The program's bytes.
   std::string daemon;
+  // How long a run may take.
+  std::chrono::seconds patience{90};
   DaemonTrace::Calls calls{};
   rehearsal::TreeSize treeSize = kSmallTree;
   // More files of the base system: what they hold, by their paths below its root.

@@ -100,9 +100,7 @@ class ToolSweep {
 }  // namespace
 
 void sweepTools(const SweepTask& task) {
-  SweptMachine machine(
-      {.scenario = task.scenario, .fileSystem = task.options.fileSystem, .daemon = task.daemon},
-      task.workplace, task.interruption);
+  SweptMachine machine(task.machine(), task.workplace, task.interruption);
   const std::string series = task.seriesOf("tools");
   ToolSweep sweep(machine, task.log, series);
   task.eachOpenCase(series, kTools.size(), [&](std::size_t number) { sweep.tryTool(number); });

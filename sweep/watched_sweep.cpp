@@ -119,11 +119,9 @@ class WatchedRuns {
 
 void sweepWatched(const SweepTask& task) {
   const TreeSize size{.files = task.options.files, .bytes = task.options.files * kBytesOfFile};
-  SweptMachine machine({.scenario = task.scenario,
-                        .fileSystem = task.options.fileSystem,
-                        .daemon = task.daemon,
-                        .treeSize = size},
-                       task.workplace, task.interruption);
+  MachineChoice choice = task.machine();
+  choice.treeSize = size;
+  SweptMachine machine(choice, task.workplace, task.interruption);
   const std::string series = task.seriesOf("watched");
   WatchedRuns runs(machine, size, planTrees(machine, size, task.workplace.folder("planting")));
   std::uint64_t looks = 0;
