@@ -17,7 +17,7 @@ constexpr Errors kLooking{EIO, EACCES, ENOMEM};
 constexpr Errors kNaming{EIO, ENOSPC, EROFS, EPERM, EACCES, EBUSY, ENOMEM};
 constexpr Errors kChangingFile{EIO, ENOSPC, EROFS, EPERM, EINTR};
 constexpr Errors kFlushing{EIO, ENOSPC, EROFS, EINTR};
-constexpr Errors kMakingDescriptor{EMFILE, ENOMEM, EPERM};
+constexpr Errors kMakingDescriptor{EMFILE, ENOMEM};
 constexpr Errors kWaiting{EINTR, ENOMEM};
 constexpr Errors kSending{EACCES, EPERM, ENOMEM, EINTR};
 
@@ -101,7 +101,7 @@ constexpr std::array kTable{
     CallErrors{SYS_inotify_init1, kMakingDescriptor},
     CallErrors{SYS_memfd_create, kMakingDescriptor},
     CallErrors{SYS_pidfd_open, kMakingDescriptor},
-    CallErrors{SYS_bpf, kMakingDescriptor},
+    CallErrors{SYS_bpf, {EMFILE, ENOMEM, EPERM}},
     CallErrors{SYS_socket, {EACCES, EMFILE, ENOMEM}},
     CallErrors{SYS_accept4, {EMFILE, ENOMEM, EINTR, EPERM}},
     CallErrors{SYS_connect, kSending},
