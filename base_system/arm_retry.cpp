@@ -23,7 +23,7 @@ int main() {
   const auto log = service.createHandle(marrow::kHostSubsystem, "arm-retry");
   marrow::EFIVariableStore store(*log);
   marrow::BootLoaderEntries entries(store);
-  marrow::LinuxBootPolicy policy(store);
+  marrow::LinuxBootPolicy policy(store, *log);
   marrow::LinuxKernelVariables variables;
   const std::string upgrade = marrow::upgradeIdentity(variables, policy, *log);
   return marrow::Retry(store, entries, *log).arm(upgrade) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;

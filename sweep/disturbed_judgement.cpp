@@ -41,6 +41,8 @@ constexpr std::array kSilent{"preboot.active", "preboot.sealed-staged", "preboot
 // Told of a device that the kernel shows after the others: no failure, and a matter of time.
 constexpr const char* kTimely = ": claimed loop";
 constexpr const char* kSkipping = "Skipping ";
+// Whether this boot is for the proposed nonce cannot be said, and no means no.
+constexpr std::array kOtherNonce{"lp-lpnh", "Cannot read the nonce that the update proposes: "};
 constexpr const char* kNotThere = ": No such file or directory (2)";
 
 template <typename Names>
@@ -48,11 +50,19 @@ bool isOneOf(const Names& names, std::string_view key) {
   return std::ranges::find(names, key) != names.end();
 }
 
-// An object whose place cannot be looked at is passed over, and the run goes on.
+bool countsAsOtherNonce(const std::string& line) {
+  return std::ranges::any_of(
+      kOtherNonce, [&](const char* words) { return line.find(words) != std::string::npos; });
+}
+
+// An object whose place cannot be looked at is passed over, and the run goes on; so are they all,
+// with the nonce, where the nonce of this boot is unknown.
 bool passedOver(const std::string& told) {
   std::istringstream lines(told);
   for (std::string line; std::getline(lines, line);) {
-    if (line.find(kSkipping) != std::string::npos && line.find(kNotThere) == std::string::npos) {
+    const bool skipped =
+        line.find(kSkipping) != std::string::npos && line.find(kNotThere) == std::string::npos;
+    if (skipped || countsAsOtherNonce(line)) {
       return true;
     }
   }

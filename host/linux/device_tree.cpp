@@ -1,10 +1,13 @@
 #include "host/linux/device_tree.h"
 
+#include "host/error_record.h"
 #include "host/linux/small_file.h"
+#include "host/text_format.h"
 
-#include <cstddef>
+#include <cerrno>
 #include <filesystem>
 #include <span>
+#include <sys/stat.h>
 #include <utility>
 
 namespace marrow {
@@ -31,29 +34,20 @@ PropertyListData data(std::string_view text) {
   return {bytes.begin(), bytes.end()};
 }
 
-std::optional<PropertyListData> dataIn(const std::string& path, std::size_t skipped) {
-  const auto text = readSmallFile(path);
-  if (!text || text->size() < skipped) {
-    return std::nullopt;
-  }
-  return data(std::string_view{*text}.substr(skipped));
-}
-
 }  // namespace
 
-DeviceTree::DeviceTree(std::string root, std::string efivars)
-    : _root(std::move(root)), _efivars(std::move(efivars)) {}
+DeviceTree::DeviceTree(std::string root, std::string efivars, LogHandle& log)
+    : _root(std::move(root)), _efivars(std::move(efivars)), _log(log) {}
 
 std::optional<DeviceTreeEntry> DeviceTree::find(std::string_view path) const {
   if (!isPlain(path)) {
     return std::nullopt;
   }
-  std::error_code missing;
   DeviceTreeEntry entry{std::string(path), false};
-  if (fs::is_directory(_root + entry.path, missing)) {
+  if (hasType(_root + entry.path, S_IFDIR)) {
     return entry;
   }
-  if (path == kNonceNode && fs::exists(_efivars + kNonceVariable, missing)) {
+  if (path == kNonceNode && hasType(_efivars + kNonceVariable, S_IFREG)) {
     entry.fromFirmwareVariable = true;
     return entry;
   }
@@ -70,6 +64,33 @@ std::optional<PropertyListData> DeviceTree::property(const DeviceTreeEntry& entr
     return std::nullopt;
   }
   return dataIn(_root + entry.path + "/" + std::string(name), 0);
+}
+
+std::optional<PropertyListData> DeviceTree::dataIn(const std::string& path,
+                                                   std::size_t skipped) const {
+  const auto text = readSmallFile(path);
+  if (!text) {
+    tellUnlessMissing(path, errno);
+    return std::nullopt;
+  }
+  return text->size() < skipped ? std::nullopt
+                                : std::optional(data(std::string_view{*text}.substr(skipped)));
+}
+
+bool DeviceTree::hasType(const std::string& path, mode_t type) const {
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) {
+    tellUnlessMissing(path, errno);
+    return false;
+  }
+  return (status.st_mode & S_IFMT) == type;
+}
+
+void DeviceTree::tellUnlessMissing(const std::string& path, int errorNumber) const {
+  if (errorNumber != ENOENT && errorNumber != ENOTDIR) {
+    _log.log(LogLevel::error, formatText("Cannot read %@: %@. It counts as missing.", path,
+                                         errorNumberText(errorNumber)));
+  }
 }
 
 }  // namespace marrow

@@ -3,11 +3,14 @@
 // variable. Any thread.
 #pragma once
 
+#include "host/log.h"
 #include "host/property_list.h"
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <sys/types.h>
 
 namespace marrow {
 
@@ -18,18 +21,25 @@ struct DeviceTreeEntry {
 
 class DeviceTree {
  public:
-  DeviceTree(std::string root, std::string efivars);
+  DeviceTree(std::string root, std::string efivars, LogHandle& log);
 
   // `path` begins with a slash. Absent when there is neither such a node nor a variable for it.
+  // What cannot be looked at counts as missing, here and below, and the log tells of it.
   std::optional<DeviceTreeEntry> find(std::string_view path) const;
 
-  // Absent when the entry has no such property, or it cannot be read.
+  // Absent when the entry has no such property.
   std::optional<PropertyListData> property(const DeviceTreeEntry& entry,
                                            std::string_view name) const;
 
  private:
+  std::optional<PropertyListData> dataIn(const std::string& path, std::size_t skipped) const;
+  // Those of the file type bits of inode(7).
+  bool hasType(const std::string& path, mode_t type) const;
+  void tellUnlessMissing(const std::string& path, int errorNumber) const;
+
   std::string _root;
   std::string _efivars;
+  LogHandle& _log;
 };
 
 }  // namespace marrow

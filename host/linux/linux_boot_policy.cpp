@@ -2,6 +2,7 @@
 
 #include "host/error_record.h"
 #include "host/linux/sha384.h"
+#include "host/text_format.h"
 
 #include <cerrno>
 #include <utility>
@@ -21,10 +22,21 @@ std::int32_t LinuxBootPolicy::proposedNonceDigest(NonceDigest& digest) {
     nonce = _store.read(kNonce);
   }
   if (!nonce) {
-    return errno;
+    return unreadable(errno);
   }
   digest = sha384(*nonce);
   return 0;
+}
+
+int LinuxBootPolicy::unreadable(int errorNumber) {
+  if (errorNumber != ENOENT) {
+    _log.log(
+        LogLevel::error,
+        formatText("Cannot read the nonce that the update proposes: %@. This boot counts as one "
+                   "for another nonce.",
+                   errorNumberText(errorNumber)));
+  }
+  return errorNumber;
 }
 
 std::int32_t LinuxBootPolicy::updateLocalPolicyNonceEnd(const std::string& /*policyVolumePath*/,

@@ -10,10 +10,11 @@ namespace marrow {
 
 class LinuxBootPolicy final : public BootPolicy {
  public:
-  explicit LinuxBootPolicy(EFIVariableStore& store) : _store(store) {}
+  LinuxBootPolicy(EFIVariableStore& store, LogHandle& log) : _store(store), _log(log) {}
 
   // The digest of the proposed nonce; where that is gone, of the nonce in force, so that a run that
-  // was cut after the commit is taken up again. ENOENT when there is neither.
+  // was cut after the commit is taken up again. ENOENT when there is neither; the log tells of any
+  // other status.
   std::int32_t proposedNonceDigest(NonceDigest& digest) override;
 
   // The paths are not used: both nonces are firmware variables. EINVAL for any mode but
@@ -28,8 +29,10 @@ class LinuxBootPolicy final : public BootPolicy {
 
  private:
   int commit(const std::string& proposal);
+  int unreadable(int errorNumber);
 
   EFIVariableStore& _store;
+  LogHandle& _log;
 };
 
 }  // namespace marrow

@@ -10,7 +10,7 @@ namespace marrow {
 struct LinuxDisks::Parts {
   Parts(LogHandle& log, const LinuxDiskRoots& roots)
       : devices(roots.sysfs, roots.dev),
-        deviceTree(roots.deviceTree, roots.efivars),
+        deviceTree(roots.deviceTree, roots.efivars, log),
         waits(log),
         udevQueue(roots.run, roots.procfs, waits),
         mountTable(roots.procfs),

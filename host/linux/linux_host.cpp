@@ -49,7 +49,7 @@ struct LinuxHost::Parts {
   LinuxKeyStore keyStore{*hostLog, [this] { return dataVolumeNode(); }};
   LinuxInstallerUtilities installerUtilities{
       {variableStore, bootLoaderEntries, disks.media(), *hostLog}};
-  LinuxBootPolicy bootPolicy{variableStore};
+  LinuxBootPolicy bootPolicy{variableStore, *hostLog};
   LinuxReboot reboot{bootLoaderEntries, *hostLog, {}, {[this] { flushAll(); }, ::reboot}};
   LinuxTaskLauncher taskLauncher{waits};
   LinuxFileHandles fileHandles{*hostLog};

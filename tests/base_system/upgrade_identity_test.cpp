@@ -30,7 +30,7 @@ class UpgradeIdentityTest : public testing::Test {
   TemporaryFolder folder;
   RecordedLog log;
   EFIVariableStore store{log, folder.makeFolder("efivars")};
-  LinuxBootPolicy policy{store};
+  LinuxBootPolicy policy{store, log};
   LinuxKernelVariables variables{folder.path("cmdline")};
 };
 

@@ -39,7 +39,7 @@ struct LinuxServices {
         osVariant(root + "/etc"),
         kernelVariables(root + "/cmdline"),
         firmwareVariables(store, log),
-        bootPolicy(store),
+        bootPolicy(store, log),
         installerUtilities({store, entries, media, log}),
         powerAssertions(log, {root + "/bus", root + "/power", root + "/tty1"}),
         progressDisplay(log, {root + "/tty1", root + "/splash"}),

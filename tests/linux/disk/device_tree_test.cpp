@@ -1,5 +1,6 @@
 #include "tests/linux/disk/linux_disk_test.h"
 
+#include <filesystem>
 #include <fstream>
 
 namespace marrow {
@@ -56,6 +57,19 @@ TEST_F(DeviceTreeEntries, HaveNoPropertyInAVariableThatIsCutShort) {
   folder.makeFolder("efivars");
   put(std::string("efivars/") + kVariable, "\7");
   EXPECT_EQ(nonceDigest(), "(absent)");
+}
+
+TEST_F(DeviceTreeEntries, CountAsMissingWhereTheyCannotBeReadAndTheLogTells) {
+  folder.makeFolder("device-tree/chosen/asmb/lp-lpnh");
+  EXPECT_EQ(nonceDigest(), "(absent)");
+  EXPECT_TRUE(log.has("device-tree/chosen/asmb/lp-lpnh: Is a directory"));
+}
+
+TEST_F(DeviceTreeEntries, CountAsMissingWhereTheVariableCannotBeLookedAtAndTheLogTells) {
+  const std::filesystem::path link = folder.makeFolder("efivars") + '/' + kVariable;
+  std::filesystem::create_symlink(link, link);
+  EXPECT_EQ(nonceDigest(), "(absent)");
+  EXPECT_TRUE(log.has(std::string(kVariable) + ": Too many levels of symbolic links"));
 }
 
 TEST_F(DeviceTreeEntries, LieInsideTheTree) {

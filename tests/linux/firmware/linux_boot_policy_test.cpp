@@ -34,7 +34,7 @@ class LinuxBootPolicyTest : public testing::Test {
   TemporaryFolder folder;
   RecordedLog log;
   EFIVariableStore store{log, folder.path()};
-  LinuxBootPolicy policy{store};
+  LinuxBootPolicy policy{store, log};
 };
 
 // The example "abc" of FIPS 180-4.
@@ -60,6 +60,9 @@ TEST_F(LinuxBootPolicyTest, AProposalThatCannotBeReadIsNotPassedOver) {
   store.write(kNonce, "in force");
   NonceDigest digest{};
   EXPECT_EQ(policy.proposedNonceDigest(digest), EISDIR);
+  EXPECT_THAT(
+      log.texts(),
+      testing::Contains(testing::HasSubstr("the nonce that the update proposes: Is a directory")));
   EXPECT_EQ(commit(), EISDIR);
   EXPECT_EQ(store.read(kNonce), "in force");
 }
@@ -82,7 +85,7 @@ TEST_F(LinuxBootPolicyTest, AProposalWithoutAValueIsGone) {
 TEST_F(LinuxBootPolicyTest, AStoreThatTakesNothingKeepsBothNonces) {
   const MountedMemory memory("size=64k");
   EFIVariableStore readOnly(log, memory.path());
-  LinuxBootPolicy refused(readOnly);
+  LinuxBootPolicy refused(readOnly, log);
   readOnly.write(kNonce, "in force");
   readOnly.write(kProposed, "proposed");
   memory.makeReadOnly();
