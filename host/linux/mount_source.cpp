@@ -59,14 +59,22 @@ Descriptor openRelative(const std::string& path, const std::string& process) {
   return directory ? openRemembered(directory, path, 0) : Descriptor();
 }
 
-}  // namespace
-
-std::optional<dev_t> blockDeviceNamed(const std::string& path, const std::string& process) {
-  const Descriptor opened =
-      path.starts_with('/') ? openAbsolute(path, process) : openRelative(path, process);
+std::optional<dev_t> numberOf(const Descriptor& opened) {
   struct stat status {};
   const bool isNode = opened && ::fstat(opened.number(), &status) == 0 && S_ISBLK(status.st_mode);
   return isNode ? std::optional(status.st_rdev) : std::nullopt;
+}
+
+}  // namespace
+
+// A process that goes meanwhile may take its mounts along, and the devices' nodes with them.
+std::optional<dev_t> blockDeviceNamed(const std::string& path, const std::string& process) {
+  if (!path.starts_with('/')) {
+    return numberOf(openRelative(path, process));
+  }
+  const auto found = numberOf(openAbsolute(path, process));
+  const bool hasGone = !found && !process.empty() && !openDirectory(process + "/root");
+  return hasGone ? numberOf(openAbsolute(path, "")) : found;
 }
 
 }  // namespace marrow

@@ -130,7 +130,8 @@ TEST_F(LinuxTaskQueuesTest, EndsTheThreadOfEachReleasedQueue) {
   while (runningThreads() > before && now() - start < 20.0) {
     std::this_thread::sleep_for(1ms);
   }
-  EXPECT_EQ(runningThreads(), before);
+  // That of before may have ended and not been gone yet.
+  EXPECT_LE(runningThreads(), before);
 }
 
 TEST_F(LinuxTaskQueuesTest, FiresFirstAtOnceThenEachSecondWithoutDrift) {
