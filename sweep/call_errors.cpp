@@ -5,6 +5,7 @@
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
+#include <linux/futex.h>
 #include <sys/syscall.h>
 
 namespace marrow::sweep {
@@ -152,6 +153,12 @@ std::vector<int> errorsOfOpening(const SystemCall& call) {
   return errors;
 }
 
+// Only who waits can be interrupted (futex(2)).
+bool isWake(const SystemCall& call) {
+  const auto command = call.arguments[1] & FUTEX_CMD_MASK;
+  return call.number == SYS_futex && command != FUTEX_WAIT && command != FUTEX_WAIT_BITSET;
+}
+
 // What counts bytes: not events, timers and the like.
 bool canBeShort(const SystemCall& call) {
   switch (call.number) {
@@ -176,7 +183,7 @@ std::vector<int> errorsOf(const SystemCall& call) {
     return errorsOfOpening(call);
   }
   const auto* found = std::ranges::find(kTable, call.number, &CallErrors::number);
-  if (found == kTable.end()) {
+  if (found == kTable.end() || isWake(call)) {
     return {};
   }
   return {found->errors.begin(), std::ranges::find(found->errors, 0)};
