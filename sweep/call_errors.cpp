@@ -155,7 +155,7 @@ std::vector<int> errorsOfOpening(const SystemCall& call) {
 
 // Only who waits can be interrupted (futex(2)).
 bool isWake(const SystemCall& call) {
-  const auto command = call.arguments[1] & FUTEX_CMD_MASK;
+  const auto command = call.arguments[1] & static_cast<std::uint64_t>(FUTEX_CMD_MASK);
   return call.number == SYS_futex && command != FUTEX_WAIT && command != FUTEX_WAIT_BITSET;
 }
 
