@@ -55,7 +55,7 @@ bool isKernelThread(const std::string& process) {
   const auto text = readSmallFile(process + "/stat").value_or(std::string());
   // The name may hold anything, a closing bracket too.
   const auto bracket = text.rfind(')');
-  const auto words = piecesOf(std::string_view(text).substr(bracket + 1), " ");
+  const auto words = piecesOf(std::string_view{text}.substr(bracket + 1), " ");
   unsigned long flags = 0;
   if (words.size() >= kFlagsWord) {
     const std::string_view word = words[kFlagsWord - 1];
